@@ -1,0 +1,46 @@
+// A task in a fresh environment, with the error, warning and message streams captured.
+#pragma once
+
+#include <gtest/gtest.h>
+
+#include <string>
+
+#include "qubor.h"
+
+struct Captured {
+  std::string text;
+  static void sink(void* h, const char* s) { static_cast<Captured*>(h)->text += s; }
+};
+
+class TaskTest : public ::testing::Test {
+ protected:
+  void SetUp() override {
+    ASSERT_EQ(QBR_makeenv(&env, nullptr), QBR_RES_OK);
+    ASSERT_EQ(QBR_maketask(env, 0, 0, &task), QBR_RES_OK);
+    QBR_linkfunctotaskstream(task, QBR_STREAM_ERR, &err, Captured::sink);
+    QBR_linkfunctotaskstream(task, QBR_STREAM_WRN, &wrn, Captured::sink);
+    QBR_linkfunctotaskstream(task, QBR_STREAM_MSG, &msg, Captured::sink);
+  }
+  void TearDown() override {
+    if (task) {
+      EXPECT_EQ(QBR_deletetask(&task), QBR_RES_OK);
+    }
+    EXPECT_EQ(QBR_deleteenv(&env), QBR_RES_OK);
+  }
+  std::string last_message() {
+    char buf[1024];
+    QBRrescode code = 0;
+    QBRint32t len = 0;
+    QBR_getlasterror(task, &code, sizeof buf, &len, buf);
+    return buf;
+  }
+  QBRrescode last_code() {
+    QBRrescode code = -1;
+    QBR_getlasterror(task, &code, 0, nullptr, nullptr);
+    return code;
+  }
+
+  QBRenv_t env = nullptr;
+  QBRtask_t task = nullptr;
+  Captured err, wrn, msg;
+};
