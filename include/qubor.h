@@ -1557,7 +1557,17 @@ QBR_API QBRrescode QBR_getinfname(QBRtask_t task, QBRint32t inftype, QBRint32t w
                                   char *infname);
 QBR_API QBRrescode QBR_getinfmax(QBRtask_t task, QBRint32t inftype, QBRint32t *infmax);
 
-/* PROBLEM DATA FUNCTIONS */
+/* ---- Problem data, item names, problem type ---------------------------------------- */
+/* (problem data prototypes go here) */
+
+/* ---- Solutions, statuses and summaries ---------------------------------------------- */
+/* (solution prototypes go here) */
+
+/* ---- Reading and writing files ------------------------------------------------------ */
+/* (file prototypes go here) */
+
+/* ---- Optimization ------------------------------------------------------------------- */
+/* (optimize prototypes go here) */
 
 #ifdef __cplusplus
 }

@@ -34,7 +34,7 @@ Status identity_or_given(const Graph& g, const int32_t* given_perm, OrderChoice&
 
 Status choose_ordering(const Graph& g, int64_t nnz_a, OrderMethod method,
                        const NestedDissectionOptions& nd, const int32_t* given_perm,
-                       const LogSink* sink, OrderChoice& out) {
+                       const LogSink* sink, OrderChoice& out, const char* gp_dump) {
   out = OrderChoice();
   try {
     if (method == OrderMethod::kNone) return identity_or_given(g, given_perm, out);
@@ -58,6 +58,10 @@ Status choose_ordering(const Graph& g, int64_t nnz_a, OrderMethod method,
                    (method == OrderMethod::kFree &&
                     static_cast<double>(out.order.nnz_l) >= k * static_cast<double>(nnz_a));
     if (!want_gp || g.n == 0) return Status::kOk;
+    if (gp_dump != nullptr) {
+      log_printf(sink, 1, "%s(%d)\n", __FILE__, __LINE__);
+      dump_graph(g, gp_dump, false, sink);
+    }
     log_printf(sink, 1, "GP based matrix reordering started.\n");
     const double t0 = wall_seconds();
     OrderResult gp;

@@ -46,9 +46,10 @@ struct OrderChoice {
 };
 
 // nnz_a: entries of the matrix to factor (the reference count of the free method's test).
-// given_perm: used by kNone when not null (n entries).
+// given_perm: used by kNone when not null (n entries). gp_dump: when not null, the graph is
+// written to this file (debug) just before the nested-dissection ordering.
 Status choose_ordering(const Graph& g, int64_t nnz_a, OrderMethod method,
                        const NestedDissectionOptions& nd, const int32_t* given_perm,
-                       const LogSink* sink, OrderChoice& out);
+                       const LogSink* sink, OrderChoice& out, const char* gp_dump = nullptr);
 
 }  // namespace qubor::linalg
