@@ -23,6 +23,7 @@ void append_arg(std::string& out, char spec, const MsgArg* a) {
       return;
     case 'i':
     case 'l':
+    case 'L':  // a line number
       if (a->kind == MsgArg::kInt) {
         std::snprintf(buf, sizeof buf, "%" PRId64, a->i);
         out += buf;
@@ -56,7 +57,7 @@ std::string format_template(const char* tmpl, std::initializer_list<MsgArg> args
     if (p[1] == '%') {
       out.push_back('%');
       ++p;
-    } else if (p[1] == 's' || p[1] == 'i' || p[1] == 'l') {
+    } else if (p[1] == 's' || p[1] == 'i' || p[1] == 'l' || p[1] == 'L') {
       append_arg(out, p[1], take());
       ++p;
     } else if (std::strncmp(p + 1, "{wjp}e", 6) == 0) {
@@ -78,9 +79,14 @@ std::string format_message(int32_t code, std::initializer_list<MsgArg> args) {
 
 namespace {
 
-void record(Task& t, int32_t code, const std::string& msg) {
+// Never throws: when memory is exhausted the record keeps the code and drops the text.
+void record(Task& t, int32_t code, const std::string& msg) noexcept {
   t.last_error.code = code;
-  t.last_error.message.assign(msg);
+  try {
+    t.last_error.message.assign(msg);
+  } catch (...) {
+    t.last_error.message.clear();
+  }
 }
 
 QBRrescode report_error(Task& t, QBRrescode code, const std::string& msg) {
@@ -121,8 +127,14 @@ QBRrescode report_warning(Task& t, QBRrescode code, std::initializer_list<MsgArg
 QBRrescode report_at(Task& t, QBRrescode code, platform::SourcePos /*pos*/,
                      std::initializer_list<MsgArg> args) {
   if (code == QBR_RES_OK) return QBR_RES_OK;
-  if (code > 0 && code < 1000) return report_warning(t, code, args);
-  return report_error(t, code, format_message(code, args));
+  // Reporting must not fail: if formatting runs out of memory the code still gets through.
+  try {
+    if (code > 0 && code < 1000) return report_warning(t, code, args);
+    return report_error(t, code, format_message(code, args));
+  } catch (...) {
+    record(t, code, "");
+    return code;
+  }
 }
 
 }  // namespace qubor::task

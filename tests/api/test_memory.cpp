@@ -98,3 +98,59 @@ TEST(Memory, OverflowingAndNullRequests) {
   QBR_freedbgenv(env, p, "f", 2);
   EXPECT_EQ(QBR_deleteenv(&env), QBR_RES_OK);
 }
+
+namespace {
+// Fails every allocation after the first `budget` ones.
+struct Countdown {
+  long budget = 0, live = 0;
+  static void* m(void* u, size_t n) {
+    auto* c = static_cast<Countdown*>(u);
+    if (c->budget-- <= 0) return nullptr;
+    ++c->live;
+    return std::malloc(n);
+  }
+  static void* c(void* u, size_t n, size_t s) {
+    auto* c = static_cast<Countdown*>(u);
+    if (c->budget-- <= 0) return nullptr;
+    ++c->live;
+    return std::calloc(n, s);
+  }
+  static void* r(void*, void* p, size_t n) { return std::realloc(p, n); }
+  static void f(void* u, void* p) {
+    if (p) --static_cast<Countdown*>(u)->live;
+    std::free(p);
+  }
+};
+}  // namespace
+
+// Every allocation fails in turn: each call either succeeds or answers "out of space", and
+// whatever was taken is given back.
+TEST(Memory, AllocationFailuresAreReportedAndLeaveNothingBehind) {
+  for (long budget = 0; budget < 60; ++budget) {
+    Countdown c;
+    c.budget = budget;
+    QBRenv_t env = nullptr;
+    QBRrescode r = QBR_makeenvalloc(&env, &c, Countdown::m, Countdown::c, Countdown::r, Countdown::f, nullptr);
+    if (r != QBR_RES_OK) {
+      EXPECT_EQ(r, QBR_RES_ERR_SPACE);
+      EXPECT_EQ(c.live, 0);
+      continue;
+    }
+    QBRtask_t task = nullptr;
+    r = QBR_maketask(env, 0, 0, &task);
+    if (r == QBR_RES_OK) {
+      r = QBR_putstrparam(task, QBR_SPAR_STAT_NAME, std::string(300, 'y').c_str());
+      EXPECT_TRUE(r == QBR_RES_OK || r == QBR_RES_ERR_SPACE) << r;
+      QBRtask_t clone = nullptr;
+      r = QBR_clonetask(task, &clone);
+      EXPECT_TRUE(r == QBR_RES_OK || r == QBR_RES_ERR_SPACE) << r;
+      if (clone) QBR_deletetask(&clone);
+      QBR_deletetask(&task);
+    } else {
+      EXPECT_EQ(r, QBR_RES_ERR_SPACE);
+      EXPECT_EQ(task, nullptr);
+    }
+    EXPECT_EQ(QBR_deleteenv(&env), QBR_RES_OK);
+    EXPECT_EQ(c.live, 0) << "budget " << budget;
+  }
+}
