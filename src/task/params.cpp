@@ -1,7 +1,6 @@
 #include "task/params.h"
 
 #include <cerrno>
-#include <cmath>
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
@@ -67,19 +66,28 @@ QBRrescode check_param_index(Task& t, int type, int32_t index) {
   return QBR_RES_OK;
 }
 
+namespace {
+
+// Range check of a numeric parameter value (kinds of tables.h; both bounds admissible).
+// `text` is the value as the message prints it.
+template <class V, class Def>
+QBRrescode check_range(Task& t, const Def& d, V value, const std::string& text) {
+  if (d.kind == kUnchecked) return QBR_RES_OK;
+  // A NaN compares false with every bound; it is refused as too small.
+  if (value != value || (d.kind != kUpperOnly && value < d.lower))
+    return QBR_REPORT(t, QBR_RES_ERR_PARAM_IS_TOO_SMALL, text, d.name);
+  if (d.kind != kLowerOnly && value > d.upper) return QBR_REPORT(t, QBR_RES_ERR_PARAM_IS_TOO_LARGE, text, d.name);
+  return QBR_RES_OK;
+}
+
+}  // namespace
+
 QBRrescode put_int_param(Task& t, int32_t index, int32_t value) {
   if (QBRrescode r = check_param_index(t, QBR_PAR_INT_TYPE, index)) return r;
   int32_t& slot = t.params.ints[static_cast<size_t>(index)];
   // Setting the current value again is a no-op, even when that value is out of range.
   if (slot == value) return QBR_RES_OK;
-  const IntParamDef& d = int_param(index);
-  std::string text = std::to_string(value);
-  if (d.kind != kUnchecked) {
-    if (d.kind != kUpperOnly && value < d.lower)
-      return QBR_REPORT(t, QBR_RES_ERR_PARAM_IS_TOO_SMALL, text, d.name);
-    if (d.kind != kLowerOnly && value > d.upper)
-      return QBR_REPORT(t, QBR_RES_ERR_PARAM_IS_TOO_LARGE, text, d.name);
-  }
+  if (QBRrescode r = check_range(t, int_param(index), value, std::to_string(value))) return r;
   slot = value;
   return QBR_RES_OK;
 }
@@ -88,16 +96,7 @@ QBRrescode put_dou_param(Task& t, int32_t index, double value) {
   if (QBRrescode r = check_param_index(t, QBR_PAR_DOU_TYPE, index)) return r;
   double& slot = t.params.dous[static_cast<size_t>(index)];
   if (slot == value) return QBR_RES_OK;
-  const DouParamDef& d = dou_param(index);
-  std::string text = platform::format("%e", value);
-  if (d.kind != kUnchecked) {
-    // A NaN compares false with every bound; it is refused as too small.
-    if (std::isnan(value)) return QBR_REPORT(t, QBR_RES_ERR_PARAM_IS_TOO_SMALL, text, d.name);
-    if (d.kind != kUpperOnly && value < d.lower)
-      return QBR_REPORT(t, QBR_RES_ERR_PARAM_IS_TOO_SMALL, text, d.name);
-    if (d.kind != kLowerOnly && value > d.upper)
-      return QBR_REPORT(t, QBR_RES_ERR_PARAM_IS_TOO_LARGE, text, d.name);
-  }
+  if (QBRrescode r = check_range(t, dou_param(index), value, platform::format("%e", value))) return r;
   slot = value;
   return QBR_RES_OK;
 }

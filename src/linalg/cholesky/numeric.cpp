@@ -128,10 +128,12 @@ void SupernodeFactor::pull(int32_t s, ThreadScratch& ws) {
     double* c = ws.update.data();
     update_into(d, r0, r1, b, ldb, 0.0, c, m, ws);
     double t1 = wall_seconds();
+    int32_t* rel = ws.rel.data();
+    for (int32_t i = 0; i < m; ++i) rel[i] = ws.pos[rd[r0 + i]];
     for (int32_t j = 0; j < k; ++j) {
-      double* dst = blk + static_cast<int64_t>(rd[r0 + j] - f) * nr;
+      double* dst = blk + static_cast<int64_t>(rel[j]) * nr;  // rel[j] = column of s, j < k
       const double* src = c + static_cast<int64_t>(j) * m;
-      for (int32_t i = j; i < m; ++i) dst[ws.pos[rd[r0 + i]]] += src[i];
+      for (int32_t i = j; i < m; ++i) dst[rel[i]] += src[i];
     }
     ws.timers.store += wall_seconds() - t1;
     ++ws.timers.n_store;
@@ -256,6 +258,7 @@ void numeric_setup(const SymbolicFactor& sf, FactorType type, int32_t num_thread
     ws.update.assign(std::max<int64_t>(sf.max_update, 1), 0.0);
     ws.scaled.assign(type == FactorType::kLdlt ? std::max<int64_t>(sf.max_scaled, 1) : 1, 0.0);
     ws.pos.assign(std::max(sf.n, 1), 0);
+    ws.rel.assign(std::max(sf.max_rows, 1), 0);
     ws.perturbed.clear();
     ws.perturbed.reserve(sf.n);
   }
@@ -282,7 +285,9 @@ Status numeric_factor(const SymbolicFactor& sf, const double* ax, const int8_t* 
   SupernodeFactor fac(sf, ax, rule, nf);
   const int previous = dense::blas_get_threads();
   const int32_t ngroups = static_cast<int32_t>(sf.leaf_groups.size());
-  if (threads > 1 && ngroups > 1) {
+  // Below a few million flops the fork-join costs more than it saves.
+  constexpr double kParallelFlops = 2e7;
+  if (threads > 1 && ngroups > 1 && sf.flops >= kParallelFlops) {
     dense::blas_set_threads(1);
 #pragma omp parallel for num_threads(threads) schedule(dynamic, 1)
     for (int32_t g = 0; g < ngroups; ++g) {
@@ -293,7 +298,7 @@ Status numeric_factor(const SymbolicFactor& sf, const double* ax, const int8_t* 
     dense::blas_set_threads(threads);
     for (int32_t s : sf.root_part) fac.run(s, scratch[0]);
   } else {
-    dense::blas_set_threads(threads);
+    dense::blas_set_threads(sf.flops >= kParallelFlops ? threads : 1);
     for (int32_t s = 0; s < sf.nsuper; ++s) fac.run(s, scratch[0]);
   }
   if (previous > 0) dense::blas_set_threads(previous);

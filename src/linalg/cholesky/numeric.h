@@ -54,6 +54,7 @@ struct ThreadScratch {
   std::vector<double> update;   // max_update
   std::vector<double> scaled;   // max_scaled
   std::vector<int32_t> pos;     // n: position of a row within the current supernode
+  std::vector<int32_t> rel;     // max_rows: positions of a descendant's rows in it
   std::vector<int32_t> perturbed;
   double min_pivot = 0.0, max_pivot = 0.0;
   DenseStats dense;

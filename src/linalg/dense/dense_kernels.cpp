@@ -31,21 +31,28 @@ double DenseStats::total_flops() const {
 namespace dense {
 namespace {
 
-// Times one kernel call and books it.
+// Books one kernel call; calls above kTimedFlops are also timed (reading the clock costs as
+// much as a tiny kernel, so the many small calls are counted but not timed).
+constexpr double kTimedFlops = 5e4;
+
 class Booking {
  public:
-  Booking(DenseStats& st, DenseKernel k, double flops) : st_(st), k_(static_cast<int>(k)) {
+  Booking(DenseStats& st, DenseKernel k, double flops)
+      : st_(st), k_(static_cast<int>(k)), timed_(flops >= kTimedFlops) {
     st_.calls[k_] += 1;
     st_.flops[k_] += flops;
-    t0_ = wall_seconds();
+    t0_ = timed_ ? wall_seconds() : 0.0;
   }
-  ~Booking() { st_.seconds[k_] += wall_seconds() - t0_; }
+  ~Booking() {
+    if (timed_) st_.seconds[k_] += wall_seconds() - t0_;
+  }
   Booking(const Booking&) = delete;
   Booking& operator=(const Booking&) = delete;
 
  private:
   DenseStats& st_;
   int k_;
+  bool timed_;
   double t0_;
 };
 

@@ -2,8 +2,8 @@
 //
 // All dense blocks are column-major with an explicit leading dimension. Each call is counted
 // in the DenseStats record passed with it (one record per thread, summed by the caller in a
-// fixed order), together with its flop count and wall time, so that the factorization can
-// report how much of its time went into level-3 kernels.
+// fixed order), together with its flop count and, for calls of at least 5e4 flops, its wall
+// time, so that the factorization can report how much of its time went into level-3 kernels.
 //
 // BLAS threading: the factorization runs independent subtrees on separate OpenMP threads and
 // must then call a single-threaded BLAS; around the top of the tree it lets BLAS use several

@@ -77,8 +77,10 @@ void reserve_one(Graph& g, int32_t i) {
   int64_t to = static_cast<int64_t>(g.adj.size());
   g.adj.resize(to + cap);
   g.weight.resize(to + cap);
-  std::memcpy(&g.adj[to], &g.adj[g.start[i]], sizeof(int32_t) * g.length[i]);
-  std::memcpy(&g.weight[to], &g.weight[g.start[i]], sizeof(int32_t) * g.length[i]);
+  for (int32_t k = 0; k < g.length[i]; ++k) {
+    g.adj[to + k] = g.adj[g.start[i] + k];
+    g.weight[to + k] = g.weight[g.start[i] + k];
+  }
   g.start[i] = to;
   g.capacity[i] = cap;
 }
@@ -109,7 +111,8 @@ void graph_to_csr(const Graph& g, std::vector<int64_t>& ptr, std::vector<int32_t
   int64_t q = 0;
   for (int32_t i = 0; i < g.n; ++i) {
     ptr[i] = q;
-    std::memcpy(ind.data() + q, g.adj.data() + g.start[i], sizeof(int32_t) * g.length[i]);
+    if (g.length[i] > 0)
+      std::memcpy(ind.data() + q, g.adj.data() + g.start[i], sizeof(int32_t) * g.length[i]);
     q += g.length[i];
   }
   ptr[g.n] = q;

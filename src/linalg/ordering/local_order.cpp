@@ -73,7 +73,7 @@ void find_indistinguishable(const std::vector<int64_t>& ptr, const std::vector<i
 }
 
 void build_compressed(const std::vector<int64_t>& ptr, const std::vector<int32_t>& ind,
-                      const LocalOrderOptions& opt, Prepared& pr, detail::QuotientInput& q) {
+                      const int32_t* priority, Prepared& pr, detail::QuotientInput& q) {
   const int32_t n = static_cast<int32_t>(pr.rep.size());
   pr.cid.assign(n, -1);
   int32_t nc = 0;
@@ -92,10 +92,10 @@ void build_compressed(const std::vector<int64_t>& ptr, const std::vector<int32_t
   std::vector<int64_t> fill(pr.member_start.begin(), pr.member_start.end() - 1);
   for (int32_t i = 0; i < n; ++i)
     if (pr.rep[i] >= 0) pr.members[fill[pr.cid[pr.rep[i]]]++] = i;
-  if (opt.priority != nullptr && opt.type == LocalOrderType::kPriority) {
+  if (priority != nullptr) {
     q.priority.assign(nc, 0);
     for (int32_t i = 0; i < n; ++i)
-      if (pr.rep[i] == i) q.priority[pr.cid[i]] = opt.priority[i];
+      if (pr.rep[i] == i) q.priority[pr.cid[i]] = priority[i];
   }
   q.ptr.assign(nc + 1, 0);
   q.ind.clear();
@@ -119,7 +119,7 @@ Status check_options(const Graph& g, const LocalOrderOptions& opt) {
       opt.type != LocalOrderType::kPriority)
     return Status::kInvalidInput;
   if (opt.type == LocalOrderType::kPriority) {
-    if (opt.priority == nullptr) return Status::kInvalidInput;
+    if (opt.priority == nullptr && g.n > 0) return Status::kInvalidInput;
     for (int32_t i = 0; i < g.n; ++i)
       if (opt.priority[i] < 0) return Status::kInvalidInput;
   }
@@ -137,37 +137,54 @@ const char* type_name(LocalOrderType t) {
 
 Status order_prepared(const Graph& g, const LocalOrderOptions& opt, const LogSink* sink,
                       OrderResult& result) {
+  detail::CompressedGraph cg;
+  detail::compress_graph(g, opt.dense_factor,
+                         opt.type == LocalOrderType::kPriority ? opt.priority : nullptr,
+                         opt.compress, cg);
+  log_printf(sink, 2, "Initial number of nodes   : %-d\n", g.n);
+  log_printf(sink, 2, "Compressed number of nodes: %-d\n", cg.q.n);
+  log_printf(sink, 2, "%-12s: %-10d  %-12s: %-10d\n", "Order type", static_cast<int>(opt.type),
+             "Setup", static_cast<int>(cg.dense.size()));
+  log_printf(sink, 2, "%-12s: %-10d  %-12s: %-10d\n", "num(edges)/2",
+             static_cast<int>(g.adsize / 2), "Preordered", 0);
+  std::vector<int32_t> corder;
+  Status s = detail::greedy_order(cg.q, opt.type, sink, corder);
+  if (s != Status::kOk) return s;
+  detail::expand_order(cg, corder, result.perm);
+  return evaluate_order(g, result);
+}
+
+}  // namespace
+
+namespace detail {
+
+void compress_graph(const Graph& g, double dense_factor, const int32_t* priority, bool compress,
+                    CompressedGraph& cg) {
   std::vector<int64_t> ptr;
   std::vector<int32_t> ind;
   graph_to_csr(g, ptr, ind);
   Prepared pr;
   std::vector<uint8_t> is_dense;
-  find_dense(ptr, g.n, opt.dense_factor, is_dense, pr.dense);
+  find_dense(ptr, g.n, dense_factor, is_dense, pr.dense);
   // Dense nodes must stay last even under priorities: they are given none of their own.
-  find_indistinguishable(ptr, ind, is_dense,
-                         opt.type == LocalOrderType::kPriority ? opt.priority : nullptr,
-                         opt.compress, pr.rep);
-  detail::QuotientInput q;
-  build_compressed(ptr, ind, opt, pr, q);
-  log_printf(sink, 2, "Initial number of nodes   : %-d\n", g.n);
-  log_printf(sink, 2, "Compressed number of nodes: %-d\n", q.n);
-  log_printf(sink, 2, "%-12s: %-10d  %-12s: %-10d\n", "Order type", static_cast<int>(opt.type),
-             "Setup", static_cast<int>(pr.dense.size()));
-  log_printf(sink, 2, "%-12s: %-10d  %-12s: %-10d\n", "num(edges)/2",
-             static_cast<int>(g.adsize / 2), "Preordered", 0);
-  std::vector<int32_t> corder;
-  Status s = detail::greedy_order(q, opt.type, sink, corder);
-  if (s != Status::kOk) return s;
-  result.perm.clear();
-  result.perm.reserve(g.n);
-  for (int32_t c : corder)
-    for (int64_t k = pr.member_start[c]; k < pr.member_start[c + 1]; ++k)
-      result.perm.push_back(pr.members[k]);
-  for (int32_t i : pr.dense) result.perm.push_back(i);
-  return evaluate_order(g, result);
+  find_indistinguishable(ptr, ind, is_dense, priority, compress, pr.rep);
+  build_compressed(ptr, ind, priority, pr, cg.q);
+  cg.members = std::move(pr.members);
+  cg.member_start = std::move(pr.member_start);
+  cg.dense = std::move(pr.dense);
 }
 
-}  // namespace
+void expand_order(const CompressedGraph& cg, const std::vector<int32_t>& order,
+                  std::vector<int32_t>& perm) {
+  perm.clear();
+  perm.reserve(cg.members.size() + cg.dense.size());
+  for (int32_t c : order)
+    for (int64_t k = cg.member_start[c]; k < cg.member_start[c + 1]; ++k)
+      perm.push_back(cg.members[k]);
+  for (int32_t i : cg.dense) perm.push_back(i);
+}
+
+}  // namespace detail
 
 Status evaluate_order(const Graph& g, OrderResult& result) {
   if (static_cast<int32_t>(result.perm.size()) != g.n) return Status::kInvalidInput;

@@ -77,5 +77,21 @@ struct QuotientInput {
 Status greedy_order(const QuotientInput& in, LocalOrderType type, const LogSink* sink,
                     std::vector<int32_t>& order);
 
+// The graph with dense nodes removed and indistinguishable nodes merged: compressed node c
+// stands for members[member_start[c] .. member_start[c+1]); dense nodes by increasing degree.
+struct CompressedGraph {
+  QuotientInput q;
+  std::vector<int32_t> members;
+  std::vector<int64_t> member_start;
+  std::vector<int32_t> dense;
+};
+
+void compress_graph(const Graph& g, double dense_factor, const int32_t* priority, bool compress,
+                    CompressedGraph& cg);
+
+// perm = members of the compressed nodes in `order`, then the dense nodes.
+void expand_order(const CompressedGraph& cg, const std::vector<int32_t>& order,
+                  std::vector<int32_t>& perm);
+
 }  // namespace detail
 }  // namespace qubor::linalg

@@ -21,73 +21,84 @@ namespace {
 enum Kind : uint8_t { kVar = 0, kElem = 1, kDead = 2 };
 
 // Min-heap on (priority, score, node) with a position index, for deterministic selection.
+// The key packs the priority class above a score clipped to 40 bits, so that comparisons
+// stay within the heap array; four children per node halve the depth.
 class IndexedHeap {
  public:
-  explicit IndexedHeap(int32_t n) : pos_(n, -1), prio_(n, 0), score_(n, 0) { heap_.reserve(n); }
+  explicit IndexedHeap(int32_t n) : pos_(n, -1) { heap_.reserve(n); }
   bool empty() const { return heap_.empty(); }
   void set(int32_t v, int32_t prio, int64_t score) {
-    prio_[v] = prio;
-    score_[v] = score;
+    constexpr int64_t kMaxScore = (int64_t{1} << 40) - 1;
+    const Item item{(static_cast<int64_t>(prio) << 40) | std::min(score, kMaxScore), v};
     if (pos_[v] < 0) {
       pos_[v] = static_cast<int32_t>(heap_.size());
-      heap_.push_back(v);
+      heap_.push_back(item);
+      sift_up(pos_[v], item);
+      return;
     }
-    sift_up(pos_[v]);
-    sift_down(pos_[v]);
+    const int32_t at = pos_[v];
+    const bool up = less(item, heap_[at]);
+    if (up)
+      sift_up(at, item);
+    else
+      sift_down(at, item);
   }
   void remove(int32_t v) {
-    int32_t at = pos_[v];
+    const int32_t at = pos_[v];
     if (at < 0) return;
-    int32_t last = heap_.back();
+    const Item last = heap_.back();
     heap_.pop_back();
     pos_[v] = -1;
-    if (last == v) return;
-    heap_[at] = last;
-    pos_[last] = at;
-    sift_up(at);
-    sift_down(pos_[last]);
+    if (last.node == v) return;
+    if (less(last, heap_[at]))
+      sift_up(at, last);
+    else
+      sift_down(at, last);
   }
   int32_t pop() {
-    int32_t v = heap_[0];
+    const int32_t v = heap_[0].node;
     remove(v);
     return v;
   }
 
  private:
-  bool less(int32_t a, int32_t b) const {
-    if (prio_[a] != prio_[b]) return prio_[a] < prio_[b];
-    if (score_[a] != score_[b]) return score_[a] < score_[b];
-    return a < b;
+  struct Item {
+    int64_t key;
+    int32_t node;
+  };
+  static bool less(const Item& a, const Item& b) {
+    return a.key != b.key ? a.key < b.key : a.node < b.node;
   }
-  void place(int32_t at, int32_t v) {
-    heap_[at] = v;
-    pos_[v] = at;
+  void place(int32_t at, const Item& it) {
+    heap_[at] = it;
+    pos_[it.node] = at;
   }
-  void sift_up(int32_t at) {
-    int32_t v = heap_[at];
+  void sift_up(int32_t at, const Item& it) {
     while (at > 0) {
-      int32_t up = (at - 1) / 2;
-      if (!less(v, heap_[up])) break;
+      const int32_t up = (at - 1) / 4;
+      if (!less(it, heap_[up])) break;
       place(at, heap_[up]);
       at = up;
     }
-    place(at, v);
+    place(at, it);
   }
-  void sift_down(int32_t at) {
+  void sift_down(int32_t at, const Item& it) {
     const int32_t size = static_cast<int32_t>(heap_.size());
-    int32_t v = heap_[at];
     for (;;) {
-      int32_t c = 2 * at + 1;
-      if (c >= size) break;
-      if (c + 1 < size && less(heap_[c + 1], heap_[c])) ++c;
-      if (!less(heap_[c], v)) break;
+      const int32_t first = 4 * at + 1;
+      if (first >= size) break;
+      int32_t c = first;
+      const int32_t last = std::min(first + 4, size);
+      for (int32_t k = first + 1; k < last; ++k)
+        if (less(heap_[k], heap_[c])) c = k;
+      if (!less(heap_[c], it)) break;
       place(at, heap_[c]);
       at = c;
     }
-    place(at, v);
+    place(at, it);
   }
-  std::vector<int32_t> heap_, pos_, prio_;
-  std::vector<int64_t> score_;
+  std::vector<Item> heap_;
+  std::vector<int32_t> pos_;
 };
 
 class GreedyOrder {
@@ -132,7 +143,7 @@ class GreedyOrder {
 void GreedyOrder::setup() {
   const int64_t adsize = in_.ptr[n_];
   iw_.assign(adsize + adsize / 2 + 2 * static_cast<int64_t>(n_) + 16, 0);
-  std::memcpy(iw_.data(), in_.ind.data(), sizeof(int32_t) * adsize);
+  if (adsize > 0) std::memcpy(iw_.data(), in_.ind.data(), sizeof(int32_t) * adsize);
   pfree_ = adsize;
   pe_.assign(n_, 0);
   len_.assign(n_, 0);
