@@ -95,6 +95,33 @@ void SupernodeFactor::update_into(int32_t d, int32_t r0, int32_t r1, const doubl
   dense::gemm_nt(ws.dense, m - k, k, wd, -1.0, ld + k, nrd, b, ldb, beta, c + k, ldc);
 }
 
+// Adds the lower trapezoid of c (m x k) into blk at the positions of the rows rd[0..m) of a
+// descendant: entry (i, j) goes to row pos[rd[i]], column pos[rd[j]] of the block. The rows
+// fall into runs of consecutive positions (the column order inside supernodes makes them
+// long), and each run is added as one contiguous loop.
+void scatter(const double* c, int32_t m, int32_t k, const int32_t* rd, double* blk, int32_t nr,
+             ThreadScratch& ws) {
+  int32_t* rel = ws.rel.data();
+  int32_t* run = ws.run.data();  // run r covers rows run[r] .. run[r+1]
+  int32_t nrun = 0;
+  for (int32_t i = 0; i < m; ++i) {
+    rel[i] = ws.pos[rd[i]];
+    if (i == 0 || rel[i] != rel[i - 1] + 1) run[nrun++] = i;
+  }
+  run[nrun] = m;
+  int32_t r = 0;
+  for (int32_t j = 0; j < k; ++j) {
+    while (run[r + 1] <= j) ++r;
+    double* dst = blk + static_cast<int64_t>(rel[j]) * nr;  // rel[j] = column of s, j < k
+    const double* src = c + static_cast<int64_t>(j) * m;
+    for (int32_t q = r; q < nrun; ++q) {
+      const int32_t lo = q == r ? j : run[q], hi = run[q + 1];
+      double* out = dst + rel[lo] - lo;
+      for (int32_t i = lo; i < hi; ++i) out[i] += src[i];
+    }
+  }
+}
+
 void SupernodeFactor::pull(int32_t s, ThreadScratch& ws) {
   double t0 = wall_seconds();
   const int32_t f = sf_.super_start[s], nr = sf_.nrows(s);
@@ -128,13 +155,7 @@ void SupernodeFactor::pull(int32_t s, ThreadScratch& ws) {
     double* c = ws.update.data();
     update_into(d, r0, r1, b, ldb, 0.0, c, m, ws);
     double t1 = wall_seconds();
-    int32_t* rel = ws.rel.data();
-    for (int32_t i = 0; i < m; ++i) rel[i] = ws.pos[rd[r0 + i]];
-    for (int32_t j = 0; j < k; ++j) {
-      double* dst = blk + static_cast<int64_t>(rel[j]) * nr;  // rel[j] = column of s, j < k
-      const double* src = c + static_cast<int64_t>(j) * m;
-      for (int32_t i = j; i < m; ++i) dst[rel[i]] += src[i];
-    }
+    scatter(c, m, k, rd + r0, blk, nr, ws);
     ws.timers.store += wall_seconds() - t1;
     ++ws.timers.n_store;
   }
@@ -259,6 +280,7 @@ void numeric_setup(const SymbolicFactor& sf, FactorType type, int32_t num_thread
     ws.scaled.assign(type == FactorType::kLdlt ? std::max<int64_t>(sf.max_scaled, 1) : 1, 0.0);
     ws.pos.assign(std::max(sf.n, 1), 0);
     ws.rel.assign(std::max(sf.max_rows, 1), 0);
+    ws.run.assign(std::max(sf.max_rows, 1) + 1, 0);
     ws.perturbed.clear();
     ws.perturbed.reserve(sf.n);
   }
@@ -317,6 +339,40 @@ Status numeric_factor(const SymbolicFactor& sf, const double* ax, const int8_t* 
 
 namespace {
 
+// Below this block size (w x nr entries) a supernode's part of a one-vector solve is done by
+// plain loops: a BLAS call costs more than the arithmetic.
+constexpr int64_t kSmallSolveBlock = 2048;
+
+bool small_block(int32_t w, int32_t nr) {
+  return static_cast<int64_t>(w) * nr <= kSmallSolveBlock;
+}
+
+// y(f..f+w) = L_s^{-1} y(f..f+w), then y(rows below) -= L_s(below, :) y(f..f+w).
+void forward_small(const double* l, int32_t w, int32_t nr, const int32_t* rs, bool unit,
+                   double* y, int32_t f) {
+  for (int32_t j = 0; j < w; ++j) {
+    const double* col = l + static_cast<int64_t>(j) * nr;
+    double yj = y[f + j];
+    if (!unit) yj /= col[j];
+    y[f + j] = yj;
+    if (yj == 0.0) continue;
+    for (int32_t i = j + 1; i < w; ++i) y[f + i] -= col[i] * yj;
+    for (int32_t i = w; i < nr; ++i) y[rs[i - w]] -= col[i] * yj;
+  }
+}
+
+// y(f..f+w) = L_s^{-T} (y(f..f+w) - L_s(below, :)' y(rows below)).
+void backward_small(const double* l, int32_t w, int32_t nr, const int32_t* rs, bool unit,
+                    double* y, int32_t f) {
+  for (int32_t j = w - 1; j >= 0; --j) {
+    const double* col = l + static_cast<int64_t>(j) * nr;
+    double t = y[f + j];
+    for (int32_t i = w; i < nr; ++i) t -= col[i] * y[rs[i - w]];
+    for (int32_t i = j + 1; i < w; ++i) t -= col[i] * y[f + i];
+    y[f + j] = unit ? t : t / col[j];
+  }
+}
+
 void forward(const SymbolicFactor& sf, const NumericFactor& nf, bool unit, double* y,
              int32_t nrhs, double* tmp, ThreadScratch& ws) {
   const int32_t n = sf.n;
@@ -326,7 +382,9 @@ void forward(const SymbolicFactor& sf, const NumericFactor& nf, bool unit, doubl
     const double* l = nf.values.data() + sf.value_ptr[s];
     const int32_t* rs = sf.rows.data() + sf.row_ptr[s] + w;
     double* ys = y + f;
-    if (nrhs == 1) {
+    if (nrhs == 1 && small_block(w, nr)) {
+      forward_small(l, w, nr, rs, unit, y, f);
+    } else if (nrhs == 1) {
       dense::trsv_l(ws.dense, w, l, nr, ys, false, unit);
       if (below > 0) {
         dense::gemv(ws.dense, false, below, w, 1.0, l + w, nr, ys, 0.0, tmp);
@@ -357,19 +415,23 @@ void backward(const SymbolicFactor& sf, const NumericFactor& nf, bool unit, doub
     const double* l = nf.values.data() + sf.value_ptr[s];
     const int32_t* rs = sf.rows.data() + sf.row_ptr[s] + w;
     double* ys = y + f;
-    if (below > 0) {
-      for (int32_t r = 0; r < nrhs; ++r)
-        for (int32_t i = 0; i < below; ++i)
-          tmp[i + static_cast<int64_t>(r) * below] = y[rs[i] + static_cast<int64_t>(r) * n];
+    if (nrhs == 1 && small_block(w, nr)) {
+      backward_small(l, w, nr, rs, unit, y, f);
+    } else {
+      if (below > 0) {
+        for (int32_t r = 0; r < nrhs; ++r)
+          for (int32_t i = 0; i < below; ++i)
+            tmp[i + static_cast<int64_t>(r) * below] = y[rs[i] + static_cast<int64_t>(r) * n];
+        if (nrhs == 1)
+          dense::gemv(ws.dense, true, below, w, -1.0, l + w, nr, tmp, 1.0, ys);
+        else
+          dense::gemm_tn(ws.dense, w, nrhs, below, -1.0, l + w, nr, tmp, below, 1.0, ys, n);
+      }
       if (nrhs == 1)
-        dense::gemv(ws.dense, true, below, w, -1.0, l + w, nr, tmp, 1.0, ys);
+        dense::trsv_l(ws.dense, w, l, nr, ys, true, unit);
       else
-        dense::gemm_tn(ws.dense, w, nrhs, below, -1.0, l + w, nr, tmp, below, 1.0, ys, n);
+        dense::trsm_left_l(ws.dense, w, nrhs, l, nr, ys, n, true, unit);
     }
-    if (nrhs == 1)
-      dense::trsv_l(ws.dense, w, l, nr, ys, true, unit);
-    else
-      dense::trsm_left_l(ws.dense, w, nrhs, l, nr, ys, n, true, unit);
     if (s == sf.nsuper - 1) {
       ws.timers.lt_solve_last += wall_seconds() - t0;
       ++ws.timers.n_lt_solve_last;

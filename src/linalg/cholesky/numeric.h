@@ -5,11 +5,15 @@
 //   load   the entries of A into the zeroed block of s;
 //   pull   for every descendant d in the update list of s:  C = L_d(r0:, :) [D_d] L_d(r0:r1, :)'
 //          (gemm/syrk) and subtract C from the rows/columns of s it maps to; when those rows
-//          are contiguous in s the product goes straight into the block;
+//          are contiguous in s the product goes straight into the block, otherwise it is
+//          formed in scratch and added run by run of consecutive rows;
 //   factor the diagonal block panel by panel (panel_width columns): a pivot-checking
 //          column kernel on the panel's diagonal, trsm below it, syrk/gemm on the columns of
 //          s to its right.
 // Cholesky gives A = L L'; LDL' gives A = L D L' with unit L, D stored apart.
+//
+// Solves go by supernodes, forward in postorder and backward in reverse: trsv/gemv (trsm/gemm
+// for several right-hand sides) on the panel of a supernode, plain loops for small panels.
 //
 // Pivot rule. Let tau = pivot_tolerance * max(max_j |A_jj|, 1e-300) and s_j the expected sign
 // of pivot j (+1 for Cholesky; for LDL' from the caller, else the sign of A_jj with 0 taken
@@ -55,6 +59,7 @@ struct ThreadScratch {
   std::vector<double> scaled;   // max_scaled
   std::vector<int32_t> pos;     // n: position of a row within the current supernode
   std::vector<int32_t> rel;     // max_rows: positions of a descendant's rows in it
+  std::vector<int32_t> run;     // max_rows + 1: starts of runs of consecutive positions
   std::vector<int32_t> perturbed;
   double min_pivot = 0.0, max_pivot = 0.0;
   DenseStats dense;

@@ -83,6 +83,7 @@ Status SparseCholesky::analyse(const LowerPattern& a, const SparseCholeskyOption
     so.panel_width = options.panel_width;
     so.num_threads = m.threads;
     so.amalgamate = options.amalgamate;
+    so.order_columns = options.order_columns;
     s = analyse_pattern(a.n, a.colptr, a.rowind, m.choice.order.perm, so, sink, m.sf);
     if (s != Status::kOk) return s;
     numeric_setup(m.sf, options.type, m.threads, m.nf, m.scratch);

@@ -58,6 +58,7 @@ struct SparseCholeskyOptions {
   double regularization = 1e-10;         // relative to max_j |A_jj|, for kRegularize
   int32_t panel_width = 128;
   bool amalgamate = true;
+  bool order_columns = true;             // order columns inside supernodes for dense updates
   NestedDissectionOptions nested_dissection;
   bool debug = false;                    // graph and permutation dumps
   std::string debug_name = "task";       // the %s of "sg-%s-ml.sg.gz"
@@ -70,6 +71,7 @@ struct CholeskyStatistics {
           leaf_groups = 0;
   int32_t panel_buckets[11] = {};        // widths 1, 2, 4, 6, 8, 12, 16, 32, 64, 128, 256
   int64_t nnz_a = 0, nnz_l = 0;
+  int64_t stored_l = 0;                  // entries of the dense supernode blocks (nr x w each)
   double factor_flops = 0, last_update_flops = 0, last_potrf_flops = 0, solve_flops = 0,
          factor_flops_total = 0;
   double ml_order_time = 0, gp_order_time = 0, analyse_time = 0, factor_time = 0,

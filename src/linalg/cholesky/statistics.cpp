@@ -52,6 +52,7 @@ void structural_statistics(const SymbolicFactor& sf, const OrderChoice& choice,
   st.dimension = sf.n;
   st.nnz_a = sf.nnz_a;
   st.nnz_l = sf.nnz_l;
+  st.stored_l = sf.value_ptr.empty() ? 0 : sf.value_ptr[sf.nsuper];
   st.factor_flops = sf.flops;
   st.solve_flops = sf.solve_flops;
   st.supers = sf.nsuper;

@@ -7,6 +7,7 @@
 #include <new>
 #include <queue>
 
+#include "linalg/cholesky/column_order.h"
 #include "linalg/ordering/etree.h"
 
 namespace qubor::linalg {
@@ -14,15 +15,23 @@ namespace {
 
 // Relaxed amalgamation: a merge is accepted when the explicit zeros of the merged block stay
 // below a fraction that shrinks with its width. Narrow supernodes cost more in call overhead
-// than their zeros cost in flops; wide ones are already efficient.
+// and memory traffic than their zeros cost in flops; wide ones are already efficient.
 constexpr int32_t kRelaxWidth1 = 4, kRelaxWidth2 = 16, kRelaxWidth3 = 48;
-constexpr double kRelaxZeros1 = 0.8, kRelaxZeros2 = 0.1, kRelaxZeros3 = 0.05, kRelaxZeros4 = 0.01;
+constexpr double kRelaxZeros1 = 0.8, kRelaxZeros2 = 0.1, kRelaxZeros3 = 0.05;
+// A narrow supernode far taller than wide sends rank-w updates of many rows to its ancestors:
+// at w <= 16 those run at memory speed, so merging it pays even at half zeros, as long as the
+// merged block stays tall (rows below at least kTallRatio times its width).
+constexpr int64_t kNarrowWidth = 16, kTallRatio = 8, kTallMaxWidth = 512;
+constexpr double kTallZeros = 0.5;
 
-bool accept_merge(int64_t width, double zero_fraction) {
-  if (width <= kRelaxWidth1) return zero_fraction <= kRelaxZeros1;
-  if (width <= kRelaxWidth2) return zero_fraction <= kRelaxZeros2;
-  if (width <= kRelaxWidth3) return zero_fraction <= kRelaxZeros3;
-  return zero_fraction <= kRelaxZeros4;
+bool accept_merge(int64_t width, double zero_fraction, int64_t narrower, int64_t below) {
+  if (narrower <= kNarrowWidth && width <= kTallMaxWidth && below >= kTallRatio * width &&
+      zero_fraction <= kTallZeros)
+    return true;
+  if (width <= kRelaxWidth1) return true;
+  if (width <= kRelaxWidth2) return zero_fraction <= kRelaxZeros1;
+  if (width <= kRelaxWidth3) return zero_fraction <= kRelaxZeros2;
+  return zero_fraction <= kRelaxZeros3;
 }
 
 // Symmetric adjacency (both directions, no diagonal) of the lower-triangle pattern.
@@ -103,7 +112,8 @@ void amalgamate(SuperTree& t, bool enabled, std::vector<int32_t>& top) {
       int64_t stored = w * (w + 1) / 2 + w * t.below[s];
       int64_t nz = (t.stored[s] - t.zeros[s]) + (t.stored[c] - t.zeros[c]);
       int64_t zeros = stored - nz;
-      if (!accept_merge(w, static_cast<double>(zeros) / static_cast<double>(stored))) continue;
+      const double zero_fraction = static_cast<double>(zeros) / static_cast<double>(stored);
+      if (!accept_merge(w, zero_fraction, std::min(t.width[s], t.width[c]), t.below[s])) continue;
       merged[c] = s;
       t.width[s] = w;
       t.stored[s] = stored;
@@ -423,6 +433,7 @@ Status analyse_pattern(int32_t n, const int64_t* colptr, const int32_t* rowind,
     st = value_layout(sf);
     if (st != Status::kOk) return st;
     update_lists(sf);
+    if (opt.order_columns) order_within_supernodes(sf);
     load_map(colptr, rowind, sf);
     statistics(sf);
     thread_groups(opt.num_threads, sf);

@@ -14,8 +14,13 @@
 // supernodal tree, so every subtree is a contiguous range [first_desc[s], s].
 //
 // Relaxed amalgamation: a child is merged into its parent when the merged block has few
-// explicit zeros (see kRelax* in symbolic.cpp); nnz_l stays the exact count, stored_l counts
-// the zeros too.
+// explicit zeros, or, for narrow supernodes far taller than wide, up to half zeros (see
+// accept_merge in symbolic.cpp); nnz_l stays the exact count, stored_l counts the zeros too.
+//
+// Column order inside supernodes (column_order.h): the columns of each supernode are ordered
+// so that descendant updates touch few runs of consecutive rows. nnz_l and flops are those of
+// the order before this step; afterwards some explicit zeros inside the stored blocks may be
+// structural nonzeros of perm, the stored blocks are the same.
 //
 // Update lists (left-looking): supernode s is updated by every descendant d that has rows in
 // the columns of s. For each such pair the list of s holds d and the positions r0 < r1 within
@@ -37,6 +42,7 @@ struct SymbolicOptions {
   int32_t panel_width = 128;   // columns per panel of the diagonal factorization
   int32_t num_threads = 1;     // for the leaf-group split
   bool amalgamate = true;
+  bool order_columns = true;   // order columns inside supernodes (column_order.h)
 };
 
 struct SymbolicFactor {
