@@ -1558,16 +1558,480 @@ QBR_API QBRrescode QBR_getinfname(QBRtask_t task, QBRint32t inftype, QBRint32t w
 QBR_API QBRrescode QBR_getinfmax(QBRtask_t task, QBRint32t inftype, QBRint32t *infmax);
 
 /* ---- Problem data, item names, problem type ---------------------------------------- */
-/* (problem data prototypes go here) */
+/* Linear data: counts, capacities, appending and removing items. */
+QBR_API QBRrescode QBR_getnumvar(QBRtask_t task, QBRint32t *numvar);
+QBR_API QBRrescode QBR_getnumcon(QBRtask_t task, QBRint32t *numcon);
+QBR_API QBRrescode QBR_appendvars(QBRtask_t task, QBRint32t num);
+QBR_API QBRrescode QBR_appendcons(QBRtask_t task, QBRint32t num);
+QBR_API QBRrescode QBR_removevars(QBRtask_t task, QBRint32t num, const QBRint32t *subset);
+QBR_API QBRrescode QBR_removecons(QBRtask_t task, QBRint32t num, const QBRint32t *subset);
+QBR_API QBRrescode QBR_putmaxnumvar(QBRtask_t task, QBRint32t maxnumvar);
+QBR_API QBRrescode QBR_putmaxnumcon(QBRtask_t task, QBRint32t maxnumcon);
+QBR_API QBRrescode QBR_putmaxnumanz(QBRtask_t task, QBRint64t maxnumanz);
+QBR_API QBRrescode QBR_putmaxnumqnz(QBRtask_t task, QBRint64t maxnumqnz);
+QBR_API QBRrescode QBR_getmaxnumvar(QBRtask_t task, QBRint32t *maxnumvar);
+QBR_API QBRrescode QBR_getmaxnumcon(QBRtask_t task, QBRint32t *maxnumcon);
+QBR_API QBRrescode QBR_getmaxnumanz(QBRtask_t task, QBRint32t *maxnumanz);
+QBR_API QBRrescode QBR_getmaxnumanz64(QBRtask_t task, QBRint64t *maxnumanz);
+QBR_API QBRrescode QBR_getmaxnumqnz(QBRtask_t task, QBRint32t *maxnumqnz);
+QBR_API QBRrescode QBR_getmaxnumqnz64(QBRtask_t task, QBRint64t *maxnumqnz);
+QBR_API QBRrescode QBR_resizetask(QBRtask_t task, QBRint32t maxnumcon, QBRint32t maxnumvar,
+                                  QBRint32t maxnumcone, QBRint64t maxnumanz,
+                                  QBRint64t maxnumqnz);
+QBR_API QBRrescode QBR_commitchanges(QBRtask_t task);
+
+/* Objective: linear coefficients, constant term, sense. */
+QBR_API QBRrescode QBR_putcj(QBRtask_t task, QBRint32t j, QBRrealt cj);
+QBR_API QBRrescode QBR_putclist(QBRtask_t task, QBRint32t num, const QBRint32t *subj,
+                                const QBRrealt *val);
+QBR_API QBRrescode QBR_putcslice(QBRtask_t task, QBRint32t first, QBRint32t last,
+                                 const QBRrealt *slice);
+QBR_API QBRrescode QBR_getcj(QBRtask_t task, QBRint32t j, QBRrealt *cj);
+QBR_API QBRrescode QBR_getc(QBRtask_t task, QBRrealt *c);
+QBR_API QBRrescode QBR_getclist(QBRtask_t task, QBRint32t num, const QBRint32t *subj,
+                                QBRrealt *c);
+QBR_API QBRrescode QBR_getcslice(QBRtask_t task, QBRint32t first, QBRint32t last,
+                                 QBRrealt *c);
+QBR_API QBRrescode QBR_putcfix(QBRtask_t task, QBRrealt cfix);
+QBR_API QBRrescode QBR_getcfix(QBRtask_t task, QBRrealt *cfix);
+QBR_API QBRrescode QBR_putobjsense(QBRtask_t task, QBRint32t sense);
+QBR_API QBRrescode QBR_getobjsense(QBRtask_t task, QBRint32t *sense);
+
+/* Bounds of variables and constraints. */
+QBR_API QBRrescode QBR_putvarbound(QBRtask_t task, QBRint32t j, QBRint32t bkx, QBRrealt blx,
+                                   QBRrealt bux);
+QBR_API QBRrescode QBR_putvarboundlist(QBRtask_t task, QBRint32t num, const QBRint32t *sub,
+                                       const QBRint32t *bkx, const QBRrealt *blx,
+                                       const QBRrealt *bux);
+QBR_API QBRrescode QBR_putvarboundslice(QBRtask_t task, QBRint32t first, QBRint32t last,
+                                        const QBRint32t *bkx, const QBRrealt *blx,
+                                        const QBRrealt *bux);
+QBR_API QBRrescode QBR_putvarboundlistconst(QBRtask_t task, QBRint32t num,
+                                            const QBRint32t *sub, QBRint32t bkx, QBRrealt blx,
+                                            QBRrealt bux);
+QBR_API QBRrescode QBR_putvarboundsliceconst(QBRtask_t task, QBRint32t first, QBRint32t last,
+                                             QBRint32t bkx, QBRrealt blx, QBRrealt bux);
+QBR_API QBRrescode QBR_chgvarbound(QBRtask_t task, QBRint32t j, QBRint32t lower,
+                                   QBRint32t finite, QBRrealt value);
+QBR_API QBRrescode QBR_getvarbound(QBRtask_t task, QBRint32t j, QBRint32t *bkx, QBRrealt *blx,
+                                   QBRrealt *bux);
+QBR_API QBRrescode QBR_getvarboundslice(QBRtask_t task, QBRint32t first, QBRint32t last,
+                                        QBRint32t *bkx, QBRrealt *blx, QBRrealt *bux);
+QBR_API QBRrescode QBR_putconbound(QBRtask_t task, QBRint32t i, QBRint32t bkc, QBRrealt blc,
+                                   QBRrealt buc);
+QBR_API QBRrescode QBR_putconboundlist(QBRtask_t task, QBRint32t num, const QBRint32t *sub,
+                                       const QBRint32t *bkc, const QBRrealt *blc,
+                                       const QBRrealt *buc);
+QBR_API QBRrescode QBR_putconboundslice(QBRtask_t task, QBRint32t first, QBRint32t last,
+                                        const QBRint32t *bkc, const QBRrealt *blc,
+                                        const QBRrealt *buc);
+QBR_API QBRrescode QBR_putconboundlistconst(QBRtask_t task, QBRint32t num,
+                                            const QBRint32t *sub, QBRint32t bkc, QBRrealt blc,
+                                            QBRrealt buc);
+QBR_API QBRrescode QBR_putconboundsliceconst(QBRtask_t task, QBRint32t first, QBRint32t last,
+                                             QBRint32t bkc, QBRrealt blc, QBRrealt buc);
+QBR_API QBRrescode QBR_chgconbound(QBRtask_t task, QBRint32t i, QBRint32t lower,
+                                   QBRint32t finite, QBRrealt value);
+QBR_API QBRrescode QBR_getconbound(QBRtask_t task, QBRint32t i, QBRint32t *bkc, QBRrealt *blc,
+                                   QBRrealt *buc);
+QBR_API QBRrescode QBR_getconboundslice(QBRtask_t task, QBRint32t first, QBRint32t last,
+                                        QBRint32t *bkc, QBRrealt *blc, QBRrealt *buc);
+
+/* Variable types. */
+QBR_API QBRrescode QBR_putvartype(QBRtask_t task, QBRint32t j, QBRint32t vartype);
+QBR_API QBRrescode QBR_putvartypelist(QBRtask_t task, QBRint32t num, const QBRint32t *subj,
+                                      const QBRint32t *vartype);
+QBR_API QBRrescode QBR_getvartype(QBRtask_t task, QBRint32t j, QBRint32t *vartype);
+QBR_API QBRrescode QBR_getvartypelist(QBRtask_t task, QBRint32t num, const QBRint32t *subj,
+                                      QBRint32t *vartype);
+QBR_API QBRrescode QBR_getnumintvar(QBRtask_t task, QBRint32t *numintvar);
+
+/* The constraint matrix A. Column forms take the row indices of the column in asub (subj for
+ * one column); row forms the column indices. ptrb/ptre give each item's range in asub/aval. */
+QBR_API QBRrescode QBR_putaij(QBRtask_t task, QBRint32t i, QBRint32t j, QBRrealt aij);
+QBR_API QBRrescode QBR_putaijlist(QBRtask_t task, QBRint32t num, const QBRint32t *subi,
+                                  const QBRint32t *subj, const QBRrealt *valij);
+QBR_API QBRrescode QBR_putaijlist64(QBRtask_t task, QBRint64t num, const QBRint32t *subi,
+                                    const QBRint32t *subj, const QBRrealt *valij);
+QBR_API QBRrescode QBR_putacol(QBRtask_t task, QBRint32t j, QBRint32t nzj,
+                               const QBRint32t *subj, const QBRrealt *valj);
+QBR_API QBRrescode QBR_putarow(QBRtask_t task, QBRint32t i, QBRint32t nzi,
+                               const QBRint32t *subi, const QBRrealt *vali);
+QBR_API QBRrescode QBR_putacollist(QBRtask_t task, QBRint32t num, const QBRint32t *sub,
+                                   const QBRint32t *ptrb, const QBRint32t *ptre,
+                                   const QBRint32t *asub, const QBRrealt *aval);
+QBR_API QBRrescode QBR_putacollist64(QBRtask_t task, QBRint32t num, const QBRint32t *sub,
+                                     const QBRint64t *ptrb, const QBRint64t *ptre,
+                                     const QBRint32t *asub, const QBRrealt *aval);
+QBR_API QBRrescode QBR_putarowlist(QBRtask_t task, QBRint32t num, const QBRint32t *sub,
+                                   const QBRint32t *ptrb, const QBRint32t *ptre,
+                                   const QBRint32t *asub, const QBRrealt *aval);
+QBR_API QBRrescode QBR_putarowlist64(QBRtask_t task, QBRint32t num, const QBRint32t *sub,
+                                     const QBRint64t *ptrb, const QBRint64t *ptre,
+                                     const QBRint32t *asub, const QBRrealt *aval);
+QBR_API QBRrescode QBR_putacolslice(QBRtask_t task, QBRint32t first, QBRint32t last,
+                                    const QBRint32t *ptrb, const QBRint32t *ptre,
+                                    const QBRint32t *asub, const QBRrealt *aval);
+QBR_API QBRrescode QBR_putacolslice64(QBRtask_t task, QBRint32t first, QBRint32t last,
+                                      const QBRint64t *ptrb, const QBRint64t *ptre,
+                                      const QBRint32t *asub, const QBRrealt *aval);
+QBR_API QBRrescode QBR_putarowslice(QBRtask_t task, QBRint32t first, QBRint32t last,
+                                    const QBRint32t *ptrb, const QBRint32t *ptre,
+                                    const QBRint32t *asub, const QBRrealt *aval);
+QBR_API QBRrescode QBR_putarowslice64(QBRtask_t task, QBRint32t first, QBRint32t last,
+                                      const QBRint64t *ptrb, const QBRint64t *ptre,
+                                      const QBRint32t *asub, const QBRrealt *aval);
+QBR_API QBRrescode QBR_getaij(QBRtask_t task, QBRint32t i, QBRint32t j, QBRrealt *aij);
+QBR_API QBRrescode QBR_getacol(QBRtask_t task, QBRint32t j, QBRint32t *nzj, QBRint32t *subj,
+                               QBRrealt *valj);
+QBR_API QBRrescode QBR_getarow(QBRtask_t task, QBRint32t i, QBRint32t *nzi, QBRint32t *subi,
+                               QBRrealt *vali);
+QBR_API QBRrescode QBR_getacolnumnz(QBRtask_t task, QBRint32t j, QBRint32t *nzj);
+QBR_API QBRrescode QBR_getarownumnz(QBRtask_t task, QBRint32t i, QBRint32t *nzi);
+QBR_API QBRrescode QBR_getacolslicenumnz64(QBRtask_t task, QBRint32t first, QBRint32t last,
+                                           QBRint64t *numnz);
+QBR_API QBRrescode QBR_getarowslicenumnz64(QBRtask_t task, QBRint32t first, QBRint32t last,
+                                           QBRint64t *numnz);
+QBR_API QBRrescode QBR_getacolslice(QBRtask_t task, QBRint32t first, QBRint32t last,
+                                    QBRint32t maxnumnz, QBRint32t *ptrb, QBRint32t *ptre,
+                                    QBRint32t *sub, QBRrealt *val);
+QBR_API QBRrescode QBR_getacolslice64(QBRtask_t task, QBRint32t first, QBRint32t last,
+                                      QBRint64t maxnumnz, QBRint64t *ptrb, QBRint64t *ptre,
+                                      QBRint32t *sub, QBRrealt *val);
+QBR_API QBRrescode QBR_getarowslice(QBRtask_t task, QBRint32t first, QBRint32t last,
+                                    QBRint32t maxnumnz, QBRint32t *ptrb, QBRint32t *ptre,
+                                    QBRint32t *sub, QBRrealt *val);
+QBR_API QBRrescode QBR_getarowslice64(QBRtask_t task, QBRint32t first, QBRint32t last,
+                                      QBRint64t maxnumnz, QBRint64t *ptrb, QBRint64t *ptre,
+                                      QBRint32t *sub, QBRrealt *val);
+QBR_API QBRrescode QBR_getacolslicetrip(QBRtask_t task, QBRint32t first, QBRint32t last,
+                                        QBRint64t maxnumnz, QBRint32t *subi, QBRint32t *subj,
+                                        QBRrealt *val);
+QBR_API QBRrescode QBR_getarowslicetrip(QBRtask_t task, QBRint32t first, QBRint32t last,
+                                        QBRint64t maxnumnz, QBRint32t *subi, QBRint32t *subj,
+                                        QBRrealt *val);
+QBR_API QBRrescode QBR_getapiecenumnz(QBRtask_t task, QBRint32t firsti, QBRint32t lasti,
+                                      QBRint32t firstj, QBRint32t lastj, QBRint32t *numnz);
+QBR_API QBRrescode QBR_getnumanz(QBRtask_t task, QBRint32t *numanz);
+QBR_API QBRrescode QBR_getnumanz64(QBRtask_t task, QBRint64t *numanz);
+QBR_API QBRrescode QBR_putatruncatetol(QBRtask_t task, QBRrealt tolzero);
+QBR_API QBRrescode QBR_getatruncatetol(QBRtask_t task, QBRrealt *tolzero);
+
+/* Cones. */
+QBR_API QBRrescode QBR_appendcone(QBRtask_t task, QBRint32t ct, QBRrealt conepar,
+                                  QBRint32t nummem, const QBRint32t *submem);
+QBR_API QBRrescode QBR_appendconeseq(QBRtask_t task, QBRint32t ct, QBRrealt conepar,
+                                     QBRint32t nummem, QBRint32t j);
+QBR_API QBRrescode QBR_appendconesseq(QBRtask_t task, QBRint32t num, const QBRint32t *ct,
+                                      const QBRrealt *conepar, const QBRint32t *nummem,
+                                      QBRint32t j);
+QBR_API QBRrescode QBR_putcone(QBRtask_t task, QBRint32t k, QBRint32t ct, QBRrealt conepar,
+                               QBRint32t nummem, const QBRint32t *submem);
+QBR_API QBRrescode QBR_removecones(QBRtask_t task, QBRint32t num, const QBRint32t *subset);
+QBR_API QBRrescode QBR_getcone(QBRtask_t task, QBRint32t k, QBRint32t *ct, QBRrealt *conepar,
+                               QBRint32t *nummem, QBRint32t *submem);
+QBR_API QBRrescode QBR_getconeinfo(QBRtask_t task, QBRint32t k, QBRint32t *ct,
+                                   QBRrealt *conepar, QBRint32t *nummem);
+QBR_API QBRrescode QBR_getnumcone(QBRtask_t task, QBRint32t *numcone);
+QBR_API QBRrescode QBR_getnumconemem(QBRtask_t task, QBRint32t k, QBRint32t *nummem);
+QBR_API QBRrescode QBR_putmaxnumcone(QBRtask_t task, QBRint32t maxnumcone);
+QBR_API QBRrescode QBR_getmaxnumcone(QBRtask_t task, QBRint32t *maxnumcone);
+QBR_API QBRrescode QBR_conetypetostr(QBRtask_t task, QBRint32t ct, char *str);
+QBR_API QBRrescode QBR_strtoconetype(QBRtask_t task, const char *str, QBRint32t *conetype);
+
+/* Symmetric matrix variables. */
+QBR_API QBRrescode QBR_appendbarvars(QBRtask_t task, QBRint32t num, const QBRint32t *dim);
+QBR_API QBRrescode QBR_removebarvars(QBRtask_t task, QBRint32t num, const QBRint32t *subset);
+QBR_API QBRrescode QBR_getnumbarvar(QBRtask_t task, QBRint32t *numbarvar);
+QBR_API QBRrescode QBR_getdimbarvarj(QBRtask_t task, QBRint32t j, QBRint32t *dimbarvarj);
+QBR_API QBRrescode QBR_getlenbarvarj(QBRtask_t task, QBRint32t j, QBRint64t *lenbarvarj);
+QBR_API QBRrescode QBR_putmaxnumbarvar(QBRtask_t task, QBRint32t maxnumbarvar);
+QBR_API QBRrescode QBR_getmaxnumbarvar(QBRtask_t task, QBRint32t *maxnumbarvar);
+
+/* The store of sparse symmetric matrices (lower-triangular entries). */
+QBR_API QBRrescode QBR_appendsparsesymmat(QBRtask_t task, QBRint32t dim, QBRint64t nz,
+                                          const QBRint32t *subi, const QBRint32t *subj,
+                                          const QBRrealt *valij, QBRint64t *idx);
+QBR_API QBRrescode QBR_appendsparsesymmatlist(QBRtask_t task, QBRint32t num,
+                                              const QBRint32t *dims, const QBRint64t *nz,
+                                              const QBRint32t *subi, const QBRint32t *subj,
+                                              const QBRrealt *valij, QBRint64t *idx);
+QBR_API QBRrescode QBR_getsparsesymmat(QBRtask_t task, QBRint64t idx, QBRint64t maxlen,
+                                       QBRint32t *subi, QBRint32t *subj, QBRrealt *valij);
+QBR_API QBRrescode QBR_getsymmatinfo(QBRtask_t task, QBRint64t idx, QBRint32t *dim,
+                                     QBRint64t *nz);
+QBR_API QBRrescode QBR_getnumsymmat(QBRtask_t task, QBRint64t *num);
+
+/* Coefficients of the matrix variables: weighted sums of stored symmetric matrices. */
+QBR_API QBRrescode QBR_putbarcj(QBRtask_t task, QBRint32t j, QBRint64t num,
+                                const QBRint64t *sub, const QBRrealt *weights);
+QBR_API QBRrescode QBR_putbaraij(QBRtask_t task, QBRint32t i, QBRint32t j, QBRint64t num,
+                                 const QBRint64t *sub, const QBRrealt *weights);
+QBR_API QBRrescode QBR_putbaraijlist(QBRtask_t task, QBRint32t num, const QBRint32t *subi,
+                                     const QBRint32t *subj, const QBRint64t *alphaptrb,
+                                     const QBRint64t *alphaptre, const QBRint64t *matidx,
+                                     const QBRrealt *weights);
+QBR_API QBRrescode QBR_putbararowlist(QBRtask_t task, QBRint32t num, const QBRint32t *subi,
+                                      const QBRint64t *ptrb, const QBRint64t *ptre,
+                                      const QBRint32t *subj, const QBRint64t *nummat,
+                                      const QBRint64t *matidx, const QBRrealt *weights);
+QBR_API QBRrescode QBR_putbarablocktriplet(QBRtask_t task, QBRint64t num,
+                                           const QBRint32t *subi, const QBRint32t *subj,
+                                           const QBRint32t *subk, const QBRint32t *subl,
+                                           const QBRrealt *valijkl);
+QBR_API QBRrescode QBR_putbarcblocktriplet(QBRtask_t task, QBRint64t num,
+                                           const QBRint32t *subj, const QBRint32t *subk,
+                                           const QBRint32t *subl, const QBRrealt *valjkl);
+QBR_API QBRrescode QBR_getnumbarcnz(QBRtask_t task, QBRint64t *nz);
+QBR_API QBRrescode QBR_getnumbaranz(QBRtask_t task, QBRint64t *nz);
+QBR_API QBRrescode QBR_getbarcsparsity(QBRtask_t task, QBRint64t maxnumnz, QBRint64t *numnz,
+                                       QBRint64t *idxj);
+QBR_API QBRrescode QBR_getbarasparsity(QBRtask_t task, QBRint64t maxnumnz, QBRint64t *numnz,
+                                       QBRint64t *idxij);
+QBR_API QBRrescode QBR_getbarcidxinfo(QBRtask_t task, QBRint64t idx, QBRint64t *num);
+QBR_API QBRrescode QBR_getbarcidx(QBRtask_t task, QBRint64t idx, QBRint64t maxnum,
+                                  QBRint32t *j, QBRint64t *num, QBRint64t *sub,
+                                  QBRrealt *weights);
+QBR_API QBRrescode QBR_getbaraidxinfo(QBRtask_t task, QBRint64t idx, QBRint64t *num);
+QBR_API QBRrescode QBR_getbaraidx(QBRtask_t task, QBRint64t idx, QBRint64t maxnum,
+                                  QBRint32t *i, QBRint32t *j, QBRint64t *num, QBRint64t *sub,
+                                  QBRrealt *weights);
+QBR_API QBRrescode QBR_getbarablocktriplet(QBRtask_t task, QBRint64t maxnum, QBRint64t *num,
+                                           QBRint32t *subi, QBRint32t *subj, QBRint32t *subk,
+                                           QBRint32t *subl, QBRrealt *valijkl);
+QBR_API QBRrescode QBR_getbarcblocktriplet(QBRtask_t task, QBRint64t maxnum, QBRint64t *num,
+                                           QBRint32t *subj, QBRint32t *subk, QBRint32t *subl,
+                                           QBRrealt *valjkl);
+
+/* Quadratic terms: lower-triangular entries (i >= j) of the objective's Q and of each
+ * constraint's Q. */
+QBR_API QBRrescode QBR_putqobj(QBRtask_t task, QBRint32t numqonz, const QBRint32t *qosubi,
+                               const QBRint32t *qosubj, const QBRrealt *qoval);
+QBR_API QBRrescode QBR_putqobjij(QBRtask_t task, QBRint32t i, QBRint32t j, QBRrealt qoij);
+QBR_API QBRrescode QBR_putqconk(QBRtask_t task, QBRint32t k, QBRint32t numqcnz,
+                                const QBRint32t *qcsubi, const QBRint32t *qcsubj,
+                                const QBRrealt *qcval);
+QBR_API QBRrescode QBR_putqcon(QBRtask_t task, QBRint32t numqcnz, const QBRint32t *qcsubk,
+                               const QBRint32t *qcsubi, const QBRint32t *qcsubj,
+                               const QBRrealt *qcval);
+QBR_API QBRrescode QBR_getqobj(QBRtask_t task, QBRint32t maxnumqonz, QBRint32t *numqonz,
+                               QBRint32t *qosubi, QBRint32t *qosubj, QBRrealt *qoval);
+QBR_API QBRrescode QBR_getqobj64(QBRtask_t task, QBRint64t maxnumqonz, QBRint64t *numqonz,
+                                 QBRint32t *qosubi, QBRint32t *qosubj, QBRrealt *qoval);
+QBR_API QBRrescode QBR_getqobjij(QBRtask_t task, QBRint32t i, QBRint32t j, QBRrealt *qoij);
+QBR_API QBRrescode QBR_getqconk(QBRtask_t task, QBRint32t k, QBRint64t maxnumqcnz,
+                                QBRint64t *numqcnz, QBRint32t *qcsubi, QBRint32t *qcsubj,
+                                QBRrealt *qcval);
+QBR_API QBRrescode QBR_getnumqobjnz(QBRtask_t task, QBRint64t *numqonz);
+QBR_API QBRrescode QBR_getnumqconknz(QBRtask_t task, QBRint32t k, QBRint64t *numqcnz);
+
+/* Item names. A getter copies at most sizename bytes including the terminating zero; the len
+ * forms give the length without it. Lookups give found = 0 and index = -1 when no item has
+ * the name. */
+QBR_API QBRrescode QBR_puttaskname(QBRtask_t task, const char *taskname);
+QBR_API QBRrescode QBR_gettaskname(QBRtask_t task, QBRint32t sizetaskname, char *taskname);
+QBR_API QBRrescode QBR_gettasknamelen(QBRtask_t task, QBRint32t *len);
+QBR_API QBRrescode QBR_putobjname(QBRtask_t task, const char *objname);
+QBR_API QBRrescode QBR_getobjname(QBRtask_t task, QBRint32t sizeobjname, char *objname);
+QBR_API QBRrescode QBR_getobjnamelen(QBRtask_t task, QBRint32t *len);
+QBR_API QBRrescode QBR_putvarname(QBRtask_t task, QBRint32t j, const char *name);
+QBR_API QBRrescode QBR_getvarname(QBRtask_t task, QBRint32t j, QBRint32t sizename, char *name);
+QBR_API QBRrescode QBR_getvarnamelen(QBRtask_t task, QBRint32t j, QBRint32t *len);
+QBR_API QBRrescode QBR_getvarnameindex(QBRtask_t task, const char *somename,
+                                       QBRint32t *asgn, QBRint32t *index);
+QBR_API QBRrescode QBR_putconname(QBRtask_t task, QBRint32t i, const char *name);
+QBR_API QBRrescode QBR_getconname(QBRtask_t task, QBRint32t i, QBRint32t sizename, char *name);
+QBR_API QBRrescode QBR_getconnamelen(QBRtask_t task, QBRint32t i, QBRint32t *len);
+QBR_API QBRrescode QBR_getconnameindex(QBRtask_t task, const char *somename,
+                                       QBRint32t *asgn, QBRint32t *index);
+QBR_API QBRrescode QBR_putconename(QBRtask_t task, QBRint32t j, const char *name);
+QBR_API QBRrescode QBR_getconename(QBRtask_t task, QBRint32t j, QBRint32t sizename,
+                                   char *name);
+QBR_API QBRrescode QBR_getconenamelen(QBRtask_t task, QBRint32t j, QBRint32t *len);
+QBR_API QBRrescode QBR_getconenameindex(QBRtask_t task, const char *somename,
+                                        QBRint32t *asgn, QBRint32t *index);
+QBR_API QBRrescode QBR_putbarvarname(QBRtask_t task, QBRint32t j, const char *name);
+QBR_API QBRrescode QBR_getbarvarname(QBRtask_t task, QBRint32t j, QBRint32t sizename,
+                                     char *name);
+QBR_API QBRrescode QBR_getbarvarnamelen(QBRtask_t task, QBRint32t j, QBRint32t *len);
+QBR_API QBRrescode QBR_getbarvarnameindex(QBRtask_t task, const char *somename,
+                                          QBRint32t *asgn, QBRint32t *index);
+
+/* Problem type. */
+QBR_API QBRrescode QBR_getprobtype(QBRtask_t task, QBRint32t *probtype);
+QBR_API QBRrescode QBR_probtypetostr(QBRtask_t task, QBRint32t probtype, char *str);
 
 /* ---- Solutions, statuses and summaries ---------------------------------------------- */
-/* (solution prototypes go here) */
+/* whichsol is QBR_SOL_ITR, QBR_SOL_BAS or QBR_SOL_ITG. Slices cover first <= index < last. */
+QBR_API QBRrescode QBR_solutiondef(QBRtask_t task, QBRint32t whichsol, QBRbooleant *isdef);
+QBR_API QBRrescode QBR_deletesolution(QBRtask_t task, QBRint32t whichsol);
+QBR_API QBRrescode QBR_getprosta(QBRtask_t task, QBRint32t whichsol, QBRint32t *prosta);
+QBR_API QBRrescode QBR_getsolsta(QBRtask_t task, QBRint32t whichsol, QBRint32t *solsta);
+QBR_API QBRrescode QBR_getsolution(QBRtask_t task, QBRint32t whichsol, QBRint32t *prosta,
+                                   QBRint32t *solsta, QBRint32t *skc, QBRint32t *skx,
+                                   QBRint32t *skn, QBRrealt *xc, QBRrealt *xx, QBRrealt *y,
+                                   QBRrealt *slc, QBRrealt *suc, QBRrealt *slx, QBRrealt *sux,
+                                   QBRrealt *snx);
+QBR_API QBRrescode QBR_putsolution(QBRtask_t task, QBRint32t whichsol, const QBRint32t *skc,
+                                   const QBRint32t *skx, const QBRint32t *skn,
+                                   const QBRrealt *xc, const QBRrealt *xx, const QBRrealt *y,
+                                   const QBRrealt *slc, const QBRrealt *suc,
+                                   const QBRrealt *slx, const QBRrealt *sux,
+                                   const QBRrealt *snx);
+
+/* Whole arrays. */
+QBR_API QBRrescode QBR_getskc(QBRtask_t task, QBRint32t whichsol, QBRint32t *skc);
+QBR_API QBRrescode QBR_getskx(QBRtask_t task, QBRint32t whichsol, QBRint32t *skx);
+QBR_API QBRrescode QBR_getskn(QBRtask_t task, QBRint32t whichsol, QBRint32t *skn);
+QBR_API QBRrescode QBR_getxc(QBRtask_t task, QBRint32t whichsol, QBRrealt *xc);
+QBR_API QBRrescode QBR_getxx(QBRtask_t task, QBRint32t whichsol, QBRrealt *xx);
+QBR_API QBRrescode QBR_gety(QBRtask_t task, QBRint32t whichsol, QBRrealt *y);
+QBR_API QBRrescode QBR_getslc(QBRtask_t task, QBRint32t whichsol, QBRrealt *slc);
+QBR_API QBRrescode QBR_getsuc(QBRtask_t task, QBRint32t whichsol, QBRrealt *suc);
+QBR_API QBRrescode QBR_getslx(QBRtask_t task, QBRint32t whichsol, QBRrealt *slx);
+QBR_API QBRrescode QBR_getsux(QBRtask_t task, QBRint32t whichsol, QBRrealt *sux);
+QBR_API QBRrescode QBR_getsnx(QBRtask_t task, QBRint32t whichsol, QBRrealt *snx);
+QBR_API QBRrescode QBR_putskc(QBRtask_t task, QBRint32t whichsol, const QBRint32t *skc);
+QBR_API QBRrescode QBR_putskx(QBRtask_t task, QBRint32t whichsol, const QBRint32t *skx);
+QBR_API QBRrescode QBR_putxc(QBRtask_t task, QBRint32t whichsol, const QBRrealt *xc);
+QBR_API QBRrescode QBR_putxx(QBRtask_t task, QBRint32t whichsol, const QBRrealt *xx);
+QBR_API QBRrescode QBR_puty(QBRtask_t task, QBRint32t whichsol, const QBRrealt *y);
+QBR_API QBRrescode QBR_putslc(QBRtask_t task, QBRint32t whichsol, const QBRrealt *slc);
+QBR_API QBRrescode QBR_putsuc(QBRtask_t task, QBRint32t whichsol, const QBRrealt *suc);
+QBR_API QBRrescode QBR_putslx(QBRtask_t task, QBRint32t whichsol, const QBRrealt *slx);
+QBR_API QBRrescode QBR_putsux(QBRtask_t task, QBRint32t whichsol, const QBRrealt *sux);
+QBR_API QBRrescode QBR_putsnx(QBRtask_t task, QBRint32t whichsol, const QBRrealt *snx);
+
+/* Slices. */
+QBR_API QBRrescode QBR_getskcslice(QBRtask_t task, QBRint32t whichsol, QBRint32t first,
+                                   QBRint32t last, QBRint32t *skc);
+QBR_API QBRrescode QBR_getskxslice(QBRtask_t task, QBRint32t whichsol, QBRint32t first,
+                                   QBRint32t last, QBRint32t *skx);
+QBR_API QBRrescode QBR_getxcslice(QBRtask_t task, QBRint32t whichsol, QBRint32t first,
+                                  QBRint32t last, QBRrealt *xc);
+QBR_API QBRrescode QBR_getxxslice(QBRtask_t task, QBRint32t whichsol, QBRint32t first,
+                                  QBRint32t last, QBRrealt *xx);
+QBR_API QBRrescode QBR_getyslice(QBRtask_t task, QBRint32t whichsol, QBRint32t first,
+                                 QBRint32t last, QBRrealt *y);
+QBR_API QBRrescode QBR_getslcslice(QBRtask_t task, QBRint32t whichsol, QBRint32t first,
+                                   QBRint32t last, QBRrealt *slc);
+QBR_API QBRrescode QBR_getsucslice(QBRtask_t task, QBRint32t whichsol, QBRint32t first,
+                                   QBRint32t last, QBRrealt *suc);
+QBR_API QBRrescode QBR_getslxslice(QBRtask_t task, QBRint32t whichsol, QBRint32t first,
+                                   QBRint32t last, QBRrealt *slx);
+QBR_API QBRrescode QBR_getsuxslice(QBRtask_t task, QBRint32t whichsol, QBRint32t first,
+                                   QBRint32t last, QBRrealt *sux);
+QBR_API QBRrescode QBR_getsnxslice(QBRtask_t task, QBRint32t whichsol, QBRint32t first,
+                                   QBRint32t last, QBRrealt *snx);
+QBR_API QBRrescode QBR_getsolutionslice(QBRtask_t task, QBRint32t whichsol,
+                                        QBRint32t solitem, QBRint32t first, QBRint32t last,
+                                        QBRrealt *values);
+QBR_API QBRrescode QBR_getreducedcosts(QBRtask_t task, QBRint32t whichsol, QBRint32t first,
+                                       QBRint32t last, QBRrealt *redcosts);
+QBR_API QBRrescode QBR_putskcslice(QBRtask_t task, QBRint32t whichsol, QBRint32t first,
+                                   QBRint32t last, const QBRint32t *skc);
+QBR_API QBRrescode QBR_putskxslice(QBRtask_t task, QBRint32t whichsol, QBRint32t first,
+                                   QBRint32t last, const QBRint32t *skx);
+QBR_API QBRrescode QBR_putxcslice(QBRtask_t task, QBRint32t whichsol, QBRint32t first,
+                                  QBRint32t last, const QBRrealt *xc);
+QBR_API QBRrescode QBR_putxxslice(QBRtask_t task, QBRint32t whichsol, QBRint32t first,
+                                  QBRint32t last, const QBRrealt *xx);
+QBR_API QBRrescode QBR_putyslice(QBRtask_t task, QBRint32t whichsol, QBRint32t first,
+                                 QBRint32t last, const QBRrealt *y);
+QBR_API QBRrescode QBR_putslcslice(QBRtask_t task, QBRint32t whichsol, QBRint32t first,
+                                   QBRint32t last, const QBRrealt *slc);
+QBR_API QBRrescode QBR_putsucslice(QBRtask_t task, QBRint32t whichsol, QBRint32t first,
+                                   QBRint32t last, const QBRrealt *suc);
+QBR_API QBRrescode QBR_putslxslice(QBRtask_t task, QBRint32t whichsol, QBRint32t first,
+                                   QBRint32t last, const QBRrealt *slx);
+QBR_API QBRrescode QBR_putsuxslice(QBRtask_t task, QBRint32t whichsol, QBRint32t first,
+                                   QBRint32t last, const QBRrealt *sux);
+QBR_API QBRrescode QBR_putsnxslice(QBRtask_t task, QBRint32t whichsol, QBRint32t first,
+                                   QBRint32t last, const QBRrealt *snx);
+
+/* Single elements. */
+QBR_API QBRrescode QBR_putconsolutioni(QBRtask_t task, QBRint32t i, QBRint32t whichsol,
+                                       QBRint32t sk, QBRrealt x, QBRrealt sl, QBRrealt su);
+QBR_API QBRrescode QBR_putvarsolutionj(QBRtask_t task, QBRint32t j, QBRint32t whichsol,
+                                       QBRint32t sk, QBRrealt x, QBRrealt sl, QBRrealt su,
+                                       QBRrealt sn);
+QBR_API QBRrescode QBR_putsolutionyi(QBRtask_t task, QBRint32t i, QBRint32t whichsol,
+                                     QBRrealt y);
+
+/* Matrix-variable values: the packed lower triangle (column by column) of barx_j / bars_j. */
+QBR_API QBRrescode QBR_getbarxj(QBRtask_t task, QBRint32t whichsol, QBRint32t j,
+                                QBRrealt *barxj);
+QBR_API QBRrescode QBR_getbarxslice(QBRtask_t task, QBRint32t whichsol, QBRint32t first,
+                                    QBRint32t last, QBRint64t slicesize, QBRrealt *barxslice);
+QBR_API QBRrescode QBR_getbarsj(QBRtask_t task, QBRint32t whichsol, QBRint32t j,
+                                QBRrealt *barsj);
+QBR_API QBRrescode QBR_getbarsslice(QBRtask_t task, QBRint32t whichsol, QBRint32t first,
+                                    QBRint32t last, QBRint64t slicesize, QBRrealt *barsslice);
+QBR_API QBRrescode QBR_putbarxj(QBRtask_t task, QBRint32t whichsol, QBRint32t j,
+                                const QBRrealt *barxj);
+QBR_API QBRrescode QBR_putbarsj(QBRtask_t task, QBRint32t whichsol, QBRint32t j,
+                                const QBRrealt *barsj);
+
+/* Objective values, violations, norms, solution information. */
+QBR_API QBRrescode QBR_getprimalobj(QBRtask_t task, QBRint32t whichsol, QBRrealt *primalobj);
+QBR_API QBRrescode QBR_getdualobj(QBRtask_t task, QBRint32t whichsol, QBRrealt *dualobj);
+QBR_API QBRrescode QBR_getpviolcon(QBRtask_t task, QBRint32t whichsol, QBRint32t num,
+                                   const QBRint32t *sub, QBRrealt *viol);
+QBR_API QBRrescode QBR_getpviolvar(QBRtask_t task, QBRint32t whichsol, QBRint32t num,
+                                   const QBRint32t *sub, QBRrealt *viol);
+QBR_API QBRrescode QBR_getpviolbarvar(QBRtask_t task, QBRint32t whichsol, QBRint32t num,
+                                      const QBRint32t *sub, QBRrealt *viol);
+QBR_API QBRrescode QBR_getpviolcones(QBRtask_t task, QBRint32t whichsol, QBRint32t num,
+                                     const QBRint32t *sub, QBRrealt *viol);
+QBR_API QBRrescode QBR_getdviolcon(QBRtask_t task, QBRint32t whichsol, QBRint32t num,
+                                   const QBRint32t *sub, QBRrealt *viol);
+QBR_API QBRrescode QBR_getdviolvar(QBRtask_t task, QBRint32t whichsol, QBRint32t num,
+                                   const QBRint32t *sub, QBRrealt *viol);
+QBR_API QBRrescode QBR_getdviolbarvar(QBRtask_t task, QBRint32t whichsol, QBRint32t num,
+                                      const QBRint32t *sub, QBRrealt *viol);
+QBR_API QBRrescode QBR_getdviolcones(QBRtask_t task, QBRint32t whichsol, QBRint32t num,
+                                     const QBRint32t *sub, QBRrealt *viol);
+QBR_API QBRrescode QBR_getprimalsolutionnorms(QBRtask_t task, QBRint32t whichsol,
+                                              QBRrealt *nrmxc, QBRrealt *nrmxx,
+                                              QBRrealt *nrmbarx);
+QBR_API QBRrescode QBR_getdualsolutionnorms(QBRtask_t task, QBRint32t whichsol,
+                                            QBRrealt *nrmy, QBRrealt *nrmslc, QBRrealt *nrmsuc,
+                                            QBRrealt *nrmslx, QBRrealt *nrmsux,
+                                            QBRrealt *nrmsnx, QBRrealt *nrmbars);
+QBR_API QBRrescode QBR_getsolutioninfo(QBRtask_t task, QBRint32t whichsol, QBRrealt *pobj,
+                                       QBRrealt *pviolcon, QBRrealt *pviolvar,
+                                       QBRrealt *pviolbarvar, QBRrealt *pviolcone,
+                                       QBRrealt *pviolitg, QBRrealt *dobj, QBRrealt *dviolcon,
+                                       QBRrealt *dviolvar, QBRrealt *dviolbarvar,
+                                       QBRrealt *dviolcone);
+QBR_API QBRrescode QBR_updatesolutioninfo(QBRtask_t task, QBRint32t whichsol);
+
+/* Summaries and status texts. */
+QBR_API QBRrescode QBR_solutionsummary(QBRtask_t task, QBRint32t whichstream);
+QBR_API QBRrescode QBR_onesolutionsummary(QBRtask_t task, QBRint32t whichstream,
+                                          QBRint32t whichsol);
+QBR_API QBRrescode QBR_sktostr(QBRtask_t task, QBRint32t sk, char *str);
+QBR_API QBRrescode QBR_strtosk(QBRtask_t task, const char *str, QBRint32t *sk);
+QBR_API QBRrescode QBR_solstatostr(QBRtask_t task, QBRint32t solsta, char *str);
+QBR_API QBRrescode QBR_prostatostr(QBRtask_t task, QBRint32t prosta, char *str);
 
 /* ---- Reading and writing files ------------------------------------------------------ */
 /* (file prototypes go here) */
+QBR_API QBRrescode QBR_readdata(QBRtask_t task, const char *filename);
+QBR_API QBRrescode QBR_readdataautoformat(QBRtask_t task, const char *filename);
+QBR_API QBRrescode QBR_readdataformat(QBRtask_t task, const char *filename, QBRint32t format,
+                                      QBRint32t compress);
+QBR_API QBRrescode QBR_writedata(QBRtask_t task, const char *filename);
+QBR_API QBRrescode QBR_readlpstring(QBRtask_t task, const char *data);
+QBR_API QBRrescode QBR_readsummary(QBRtask_t task, QBRint32t whichstream);
+QBR_API QBRrescode QBR_writesolution(QBRtask_t task, QBRint32t whichsol, const char *filename);
+QBR_API QBRrescode QBR_readsolution(QBRtask_t task, QBRint32t whichsol, const char *filename);
 
 /* ---- Optimization ------------------------------------------------------------------- */
 /* (optimize prototypes go here) */
+QBR_API QBRrescode QBR_optimizetrm(QBRtask_t task, QBRrescode *trmcode);
+QBR_API QBRrescode QBR_optimize(QBRtask_t task);
+QBR_API QBRrescode QBR_optimizersummary(QBRtask_t task, QBRint32t whichstream);
 
 #ifdef __cplusplus
 }

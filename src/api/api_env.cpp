@@ -132,6 +132,7 @@ QBRrescode QBR_clonetask(QBRtask_t task, QBRtask_t* clonedtask) {
     Task& c = *out->impl;
     try {
       c.problem = t.problem;
+      c.solutions = t.solutions;
       c.params.ints = t.params.ints;
       c.params.dous = t.params.dous;
       for (size_t i = 0; i < c.params.strs.size(); ++i) c.params.strs[i] = t.params.strs[i];

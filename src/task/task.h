@@ -13,6 +13,7 @@
 #include "qubor.h"
 #include "task/env.h"
 #include "task/problem.h"
+#include "task/solution.h"
 #include "task/tables.h"
 
 namespace qubor::task {
@@ -58,6 +59,8 @@ struct Task {
   std::array<platform::Stream, 4> streams;
   LastError last_error;
   InfoValues info;
+  SolutionStore solutions{mem};
+  struct { int32_t calls = 0, stored_trm = 0; double start = 0, end = 0; } optimize;  // driver state
 
   int32_t ipar(int index) const { return params.ints[static_cast<size_t>(index)]; }
   double dpar(int index) const { return params.dous[static_cast<size_t>(index)]; }

@@ -1,0 +1,97 @@
+// Presolve benchmark: for each MPS file given (or every *.mps.gz of a directory), the size
+// before and after presolve and the presolve time; with --clp, also the presolved size clp
+// prints ("Presolve R (-r) rows, C (-c) columns and E (-e) elements"), and a summary of how
+// often our reduced problem is no larger than clp's in rows, columns and nonzeros.
+//
+//   bench_presolve [--clp] [--fill N] <dir-or-files...>
+#include <algorithm>
+#include <cstdio>
+#include <cstdlib>
+#include <cstring>
+#include <filesystem>
+#include <string>
+#include <vector>
+
+#include "mps_reader.h"
+#include "presolve/presolve.h"
+
+namespace {
+
+struct Size {
+  long long rows = -1, cols = -1, nnz = -1;
+};
+
+// Runs clp with no iterations and reads its presolve line.
+Size clp_size(const std::string& file) {
+  Size s;
+  const std::string cmd = "clp '" + file + "' -presolve on -maxIt 0 -primalS 2>&1";
+  FILE* pipe = popen(cmd.c_str(), "r");
+  if (pipe == nullptr) return s;
+  char line[1024];
+  while (std::fgets(line, sizeof(line), pipe) != nullptr) {
+    long long r, dr, c, dc, e, de;
+    const char* p = std::strstr(line, "Presolve ");
+    if (p != nullptr && std::sscanf(p, "Presolve %lld (%lld) rows, %lld (%lld) columns and %lld (%lld) elements", &r, &dr,
+                                    &c, &dc, &e, &de) == 6) {
+      s = {r, c, e};
+    }
+  }
+  pclose(pipe);
+  return s;
+}
+
+}  // namespace
+
+int main(int argc, char** argv) {
+  bool with_clp = false;
+  int fill = -1;
+  std::vector<std::string> files;
+  for (int a = 1; a < argc; ++a) {
+    if (std::strcmp(argv[a], "--clp") == 0) {
+      with_clp = true;
+    } else if (std::strcmp(argv[a], "--fill") == 0 && a + 1 < argc) {
+      fill = std::atoi(argv[++a]);
+    } else if (std::filesystem::is_directory(argv[a])) {
+      for (const auto& e : std::filesystem::directory_iterator(argv[a]))
+        if (e.path().string().ends_with(".mps.gz") || e.path().string().ends_with(".mps")) files.push_back(e.path());
+    } else {
+      files.push_back(argv[a]);
+    }
+  }
+  std::sort(files.begin(), files.end());
+  std::printf("%-18s %8s %8s %9s | %8s %8s %9s %7s", "model", "rows", "cols", "nnz", "rows'", "cols'", "nnz'", "time");
+  if (with_clp) std::printf(" | %8s %8s %9s", "clp rows", "cols", "nnz");
+  std::printf("\n");
+  int compared = 0, no_larger = 0, over_10pct = 0;
+  for (const std::string& file : files) {
+    qubor::presolve::LpProblem p;
+    std::string error;
+    if (!qubor::presolve::testing::read_mps(file, p, error)) {
+      std::printf("%s: %s\n", file.c_str(), error.c_str());
+      continue;
+    }
+    qubor::presolve::PresolveOptions opt;
+    opt.eliminator_max_fill = fill;
+    const auto r = qubor::presolve::presolve(p, opt);
+    const std::string name = std::filesystem::path(file).filename().string();
+    std::printf("%-18s %8d %8d %9lld | %8d %8d %9lld %7.3f", name.c_str(), p.m, p.n,
+                static_cast<long long>(p.nnz()), r.reduced.m, r.reduced.n, static_cast<long long>(r.reduced.nnz()),
+                r.stats.time);
+    if (with_clp) {
+      const Size c = clp_size(file);
+      std::printf(" | %8lld %8lld %9lld", c.rows, c.cols, c.nnz);
+      if (c.rows >= 0) {
+        ++compared;
+        const bool ok = r.reduced.m <= c.rows && r.reduced.n <= c.cols && r.reduced.nnz() <= c.nnz;
+        no_larger += ok ? 1 : 0;
+        const bool over = r.reduced.m > 1.1 * c.rows || r.reduced.n > 1.1 * c.cols || r.reduced.nnz() > 1.1 * c.nnz;
+        over_10pct += over ? 1 : 0;
+        std::printf(" %s%s", ok ? "" : "larger", over ? " >10%" : "");
+      }
+    }
+    std::printf("\n");
+  }
+  if (with_clp)
+    std::printf("compared %d: no larger than clp on %d, more than 10%% larger on %d\n", compared, no_larger, over_10pct);
+  return 0;
+}

@@ -1,0 +1,202 @@
+// Linear interior-point hand-over; see lp_handover.h.
+#include "driver/lp_handover.h"
+
+#include <cmath>
+#include <limits>
+#include <thread>
+
+#include "driver/status_map.h"
+#include "task/report.h"
+#include "task/solution_eval.h"
+
+namespace qubor::driver {
+namespace {
+
+constexpr double kInf = std::numeric_limits<double>::infinity();
+
+// Bounds of one item from its key; values at or beyond 1e30 count as infinite.
+void bounds_of(int32_t bk, double bl, double bu, double& lo, double& up) {
+  lo = -kInf;
+  up = kInf;
+  switch (bk) {
+    case QBR_BK_LO: lo = bl; break;
+    case QBR_BK_UP: up = bu; break;
+    case QBR_BK_FX: lo = up = bl; break;
+    case QBR_BK_RA: lo = bl; up = bu; break;
+    default: break;
+  }
+  if (lo <= -QBR_INFINITY) lo = -kInf;
+  if (up >= QBR_INFINITY) up = kInf;
+}
+
+void log_write(void* handle, const char* text) {
+  static_cast<task::Task*>(handle)->echo(QBR_STREAM_LOG, text);
+}
+
+int32_t thread_count(const task::Task& t) {
+  if (t.ipar(QBR_IPAR_INTPNT_MULTI_THREAD) == 0) return 1;
+  const int32_t n = t.ipar(QBR_IPAR_NUM_THREADS);
+  if (n > 0) return n;
+  return std::max(1, static_cast<int32_t>(std::thread::hardware_concurrency()));
+}
+
+// Interior-point status keys: a bound whose dual value exceeds the distance of the value to
+// it is called active.
+int32_t status_key(int32_t bk, double lo, double up, double val, double sl, double su) {
+  if (bk == QBR_BK_FX) return QBR_SK_FIX;
+  const bool at_lo = std::isfinite(lo) && std::fabs(sl) > val - lo;
+  const bool at_up = std::isfinite(up) && std::fabs(su) > up - val;
+  if (at_lo && (!at_up || std::fabs(sl) >= std::fabs(su))) return QBR_SK_LOW;
+  if (at_up) return QBR_SK_UPR;
+  return QBR_SK_BAS;
+}
+
+void store_solution(task::Task& t, const interior::LpProblem& lp, const interior::IpResult& r) {
+  task::Solution& s = t.solutions.create(t.problem, QBR_SOL_ITR);
+  s.prosta = public_problem_status(r.problem_status);
+  s.solsta = public_solution_status(r.solution_status);
+  const double sigma = t.problem.obj_sense == QBR_OBJECTIVE_SENSE_MAXIMIZE ? -1.0 : 1.0;
+  const size_t n = static_cast<size_t>(lp.num_col), m = static_cast<size_t>(lp.num_row);
+  const bool keys = s.solsta == QBR_SOL_STA_OPTIMAL || s.solsta == QBR_SOL_STA_PRIM_FEAS ||
+                    s.solsta == QBR_SOL_STA_DUAL_FEAS;
+  for (size_t j = 0; j < n; ++j) {
+    s.xx[j] = r.x[j];
+    s.slx[j] = sigma * r.slx[j];
+    s.sux[j] = sigma * r.sux[j];
+    s.snx[j] = 0.0;
+    s.skx[j] = keys ? status_key(t.problem.var_bounds.bk[j], lp.col_lo[j], lp.col_up[j], r.x[j],
+                                 r.slx[j], r.sux[j])
+                    : QBR_SK_UNK;
+  }
+  for (size_t i = 0; i < m; ++i) {
+    s.xc[i] = r.xc[i];
+    s.y[i] = sigma * r.y[i];
+    s.slc[i] = sigma * r.slc[i];
+    s.suc[i] = sigma * r.suc[i];
+    s.skc[i] = keys ? status_key(t.problem.con_bounds.bk[i], lp.row_lo[i], lp.row_up[i], r.xc[i],
+                                 r.slc[i], r.suc[i])
+                    : QBR_SK_UNK;
+  }
+}
+
+void store_information(task::Task& t, const interior::IpResult& r) {
+  const double sigma = t.problem.obj_sense == QBR_OBJECTIVE_SENSE_MAXIMIZE ? -1.0 : 1.0;
+  t.set_iinf(QBR_IINF_INTPNT_ITER, r.iterations);
+  t.set_iinf(QBR_IINF_INTPNT_FACTOR_DIM_DENSE, r.dense_dim);
+  t.set_iinf(QBR_IINF_INTPNT_SOLVE_DUAL, 0);
+  t.set_liinf(QBR_LIINF_INTPNT_FACTOR_NUM_NZ, r.factor_nnz);
+  t.set_dinf(QBR_DINF_INTPNT_TIME, r.time);
+  t.set_dinf(QBR_DINF_INTPNT_ORDER_TIME, r.order_time);
+  t.set_dinf(QBR_DINF_INTPNT_FACTOR_NUM_FLOPS, r.factor_flops);
+  t.set_dinf(QBR_DINF_INTPNT_PRIMAL_OBJ, sigma * r.primal_obj);
+  t.set_dinf(QBR_DINF_INTPNT_DUAL_OBJ, sigma * r.dual_obj);
+  t.set_dinf(QBR_DINF_INTPNT_PRIMAL_FEAS, r.primal_feas);
+  t.set_dinf(QBR_DINF_INTPNT_DUAL_FEAS, r.dual_feas);
+  double opt_status = 0.0;
+  if (r.solution_status == interior::SolutionStatus::kOptimal) opt_status = 1.0;
+  if (r.problem_status == interior::ProblemStatus::kPrimalInfeasible ||
+      r.problem_status == interior::ProblemStatus::kDualInfeasible)
+    opt_status = -1.0;
+  t.set_dinf(QBR_DINF_INTPNT_OPT_STATUS, opt_status);
+}
+
+}  // namespace
+
+void snapshot_lp(const task::Task& t, interior::LpProblem& lp) {
+  const task::Problem& p = t.problem;
+  const double sigma = p.obj_sense == QBR_OBJECTIVE_SENSE_MAXIMIZE ? -1.0 : 1.0;
+  lp.num_row = p.num_con;
+  lp.num_col = p.num_var;
+  const task::CompressedView a = p.a.csc();
+  const size_t n = static_cast<size_t>(p.num_var), m = static_cast<size_t>(p.num_con);
+  lp.col_ptr.assign(a.ptr, a.ptr + n + 1);
+  lp.row_idx.assign(a.idx, a.idx + a.nnz());
+  lp.values.assign(a.val, a.val + a.nnz());
+  lp.c.resize(n);
+  for (size_t j = 0; j < n; ++j) lp.c[j] = sigma * p.c[j];
+  lp.cfix = sigma * p.cfix;
+  lp.col_lo.resize(n);
+  lp.col_up.resize(n);
+  for (size_t j = 0; j < n; ++j)
+    bounds_of(p.var_bounds.bk[j], p.var_bounds.bl[j], p.var_bounds.bu[j], lp.col_lo[j], lp.col_up[j]);
+  lp.row_lo.resize(m);
+  lp.row_up.resize(m);
+  for (size_t i = 0; i < m; ++i)
+    bounds_of(p.con_bounds.bk[i], p.con_bounds.bl[i], p.con_bounds.bu[i], lp.row_lo[i], lp.row_up[i]);
+}
+
+interior::IpOptions interior_options(task::Task& t, int32_t num_threads) {
+  interior::IpOptions o;
+  o.tol_pfeas = t.dpar(QBR_DPAR_INTPNT_TOL_PFEAS);
+  o.tol_dfeas = t.dpar(QBR_DPAR_INTPNT_TOL_DFEAS);
+  o.tol_rel_gap = t.dpar(QBR_DPAR_INTPNT_TOL_REL_GAP);
+  o.tol_infeas = t.dpar(QBR_DPAR_INTPNT_TOL_INFEAS);
+  o.tol_mu_red = t.dpar(QBR_DPAR_INTPNT_TOL_MU_RED);
+  o.tol_psafe = t.dpar(QBR_DPAR_INTPNT_TOL_PSAFE);
+  o.tol_dsafe = t.dpar(QBR_DPAR_INTPNT_TOL_DSAFE);
+  o.tol_step_size = t.dpar(QBR_DPAR_INTPNT_TOL_STEP_SIZE);
+  o.max_iterations = t.ipar(QBR_IPAR_INTPNT_MAX_ITERATIONS);
+  o.max_num_cor = t.ipar(QBR_IPAR_INTPNT_MAX_NUM_COR);
+  o.max_num_refinement_steps = t.ipar(QBR_IPAR_INTPNT_MAX_NUM_REFINEMENT_STEPS);
+  o.stall_iterations = t.ipar(QBR_IPAR_INTPNT_STALL_ITERATIONS);
+  const int32_t sc = t.ipar(QBR_IPAR_INTPNT_SCALING);
+  o.scaling = (sc == QBR_SCALING_FREE || sc == QBR_SCALING_MODERATE) ? 1 : (sc == QBR_SCALING_AGGRESSIVE ? 2 : 0);
+  o.order_method = t.ipar(QBR_IPAR_INTPNT_ORDER_METHOD);
+  o.off_col_trh = t.ipar(QBR_IPAR_INTPNT_OFF_COL_TRH);
+  o.dense_col_limit = t.ipar(QBR_IPAR_INTPNT_DENSE_COL_LIMIT);
+  o.regularization = t.ipar(QBR_IPAR_INTPNT_REGULARIZATION_USE) != 0;
+  o.diff_step = t.ipar(QBR_IPAR_INTPNT_DIFF_STEP) != 0;
+  o.num_threads = num_threads;
+  o.max_time = t.dpar(QBR_DPAR_OPTIMIZER_MAX_TIME);
+  if (t.log_on() && t.ipar(QBR_IPAR_LOG_INTPNT) >= 1) {
+    o.log.write = log_write;
+    o.log.handle = &t;
+    o.log.level = t.ipar(QBR_IPAR_LOG_INTPNT);
+    o.factor_log_level = t.ipar(QBR_IPAR_LOG_FACTOR) - 1;
+  } else {
+    o.log.level = 0;
+  }
+  return o;
+}
+
+QBRrescode run_linear_intpnt(task::Task& t) {
+  const int32_t threads = thread_count(t);
+  t.set_iinf(QBR_IINF_INTPNT_NUM_THREADS, threads);
+  const bool basis_wanted = t.ipar(QBR_IPAR_INTPNT_BASIS) != 0;
+  if (basis_wanted || t.ipar(QBR_IPAR_REMOVE_UNUSED_SOLUTIONS) != 0) {
+    t.solutions[QBR_SOL_BAS].release();
+    t.solutions[QBR_SOL_ITG].release();
+  }
+  interior::LpProblem lp;
+  snapshot_lp(t, lp);
+  interior::IpOptions opt = interior_options(t, threads);
+  opt.progress = [&t](int32_t iter) {
+    t.set_iinf(QBR_IINF_INTPNT_ITER, iter);
+    if (!t.progress(QBR_CALLBACK_INTPNT)) return false;
+    t.optimize.stored_trm = QBR_RES_TRM_USER_CALLBACK;
+    return true;
+  };
+  linalg::log_printf(&opt.log, 1, "%-9s - %-22s : %d\n", "Optimizer", "threads", threads);
+  linalg::log_printf(&opt.log, 1, "%-9s - %-22s : %s\n", "Optimizer", "solved problem", "the primal");
+  linalg::log_printf(&opt.log, 1, "%-9s - %-22s : %-10d  %-22s : %d\n", "Optimizer", "constraints",
+                     lp.num_row, "scalar variables", lp.num_col);
+  t.progress(QBR_CALLBACK_BEGIN_INTPNT);
+  interior::IpResult r;
+  interior::solve_lp(lp, opt, r);
+  t.progress(QBR_CALLBACK_END_INTPNT);
+  linalg::log_printf(&opt.log, 1, "Interior-point optimizer terminated. Time: %.2f. Termination: %s [%d]\n",
+                     r.time, interior::termination_name(static_cast<int32_t>(r.termination)),
+                     static_cast<int>(r.termination));
+  store_information(t, r);
+  if (r.termination == interior::Termination::kOutOfSpace) return QBR_REPORT(t, QBR_RES_ERR_SPACE);
+  if (r.termination != interior::Termination::kModelError) store_solution(t, lp, r);
+  if (basis_wanted)
+    linalg::log_printf(&opt.log, 1,
+                       "Basis identification is not available yet; the interior-point solution "
+                       "is reported.\n");
+  const QBRrescode res = termination_response(r.termination);
+  if (res >= 1000 && res < 10000) return QBR_REPORT(t, res);
+  return res;
+}
+
+}  // namespace qubor::driver

@@ -1,0 +1,14 @@
+// The LP format: reader and writer.
+#pragma once
+
+#include "formats/frame/text_writer.h"
+#include "platform/file_stream.h"
+#include "qubor.h"
+#include "task/task.h"
+
+namespace qubor::formats {
+
+QBRrescode read_lp(task::Task& t, platform::InStream& in);
+QBRrescode write_lp(task::Task& t, TextWriter& out);
+
+}  // namespace qubor::formats

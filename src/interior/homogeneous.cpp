@@ -1,0 +1,556 @@
+// The homogeneous interior-point iteration; see homogeneous.h.
+//
+// Newton system of one direction with centering eta and complementarity right-hand sides
+// rxs (x s), rwv (w v) and rtk (tau kappa):
+//   A dx - b dtau = eta rp,  dx_B + dw - u dtau = eta ru,  A'dy + ds - dv - c dtau = eta rd,
+//   -c'dx + b'dy - u'dv - dkappa = eta rg,
+//   S dx + X ds = rxs,  V dw + W dv = rwv,  kappa dtau + tau dkappa = rtk,
+// with rp = b tau - A x, ru = u tau - x_B - w, rd = c tau - A'y - s + v,
+// rg = kappa + c'x - b'y + u'v. Eliminating ds, dw, dv leaves
+//   -Theta^{-1} dx + A'dy + h dtau = r1,  A dx - b dtau = eta rp,
+// Theta = (X^{-1}S + W^{-1}V + rho)^{-1}, h = g - c, g = W^{-1}V u, and
+// r1 = eta rd - X^{-1} rxs + W^{-1}(rwv - V eta ru). Writing dx = dx0 + dtau dx1 and
+// dy = dy0 + dtau dy1 with
+//   (A Theta A') dy1 = b - A Theta h,        dx1 = Theta (A'dy1 + h),
+//   (A Theta A') dy0 = eta rp + A Theta r1,  dx0 = Theta (A'dy0 - r1),
+// the gap equation gives dtau. dy1 and dx1 depend only on the iterate, so one normal
+// equations solve per direction suffices.
+#include "interior/homogeneous.h"
+
+#include <algorithm>
+#include <cmath>
+#include <limits>
+
+#include "interior/ip_log.h"
+
+namespace qubor::interior {
+namespace {
+
+constexpr double kStepFactor = 0.995;
+
+double inf_norm(const std::vector<double>& v) {
+  double r = 0.0;
+  for (double e : v) r = std::max(r, std::fabs(e));
+  return r;
+}
+
+}  // namespace
+
+void HomogeneousSolver::Direction::resize(size_t n, size_t m) {
+  dx.assign(n, 0.0);
+  ds.assign(n, 0.0);
+  dw.assign(n, 0.0);
+  dv.assign(n, 0.0);
+  dy.assign(m, 0.0);
+  dtau = dkappa = 0.0;
+}
+
+HomogeneousSolver::HomogeneousSolver(const StandardForm& sf, const std::vector<double>& row_scale,
+                                     const std::vector<double>& col_scale, const IpOptions& opt,
+                                     double start_time)
+    : sf_(sf), rs_(row_scale), cs_(col_scale), opt_(opt), sink_(&opt.log),
+      start_time_(start_time) {
+  n_ = static_cast<size_t>(sf.n);
+  m_ = static_cast<size_t>(sf.m);
+  for (size_t i = 0; i < m_; ++i) norm_b_ = std::max(norm_b_, std::fabs(sf.b[i] / rs_[i]));
+  for (size_t j = 0; j < n_; ++j) {
+    norm_c_ = std::max(norm_c_, std::fabs(sf.c[j] / cs_[j]));
+    if (sf.kind[j] == ColKind::kBoxed) norm_u_ = std::max(norm_u_, std::fabs(sf.u[j] * cs_[j]));
+  }
+  obj_const_ = sf.obj_const;
+  num_compl_ = 1;
+  for (size_t j = 0; j < n_; ++j) {
+    if (sf.kind[j] != ColKind::kFree) ++num_compl_;
+    if (sf.kind[j] == ColKind::kBoxed) ++num_compl_;
+  }
+  pred_.resize(n_, m_);
+  corr_.resize(n_, m_);
+  trial_.resize(n_, m_);
+}
+
+void HomogeneousSolver::initial_point() {
+  x_.assign(n_, 1.0);
+  s_.assign(n_, 1.0);
+  w_.assign(n_, 0.0);
+  v_.assign(n_, 0.0);
+  y_.assign(m_, 0.0);
+  for (size_t j = 0; j < n_; ++j) {
+    if (sf_.kind[j] == ColKind::kFree) {
+      x_[j] = 0.0;
+      s_[j] = 0.0;
+    } else if (sf_.kind[j] == ColKind::kBoxed) {
+      w_[j] = 1.0;
+      v_[j] = 1.0;
+    }
+  }
+  tau_ = kappa_ = 1.0;
+}
+
+void HomogeneousSolver::compute_residuals() {
+  rp_.assign(m_, 0.0);
+  ru_.assign(n_, 0.0);
+  rd_.assign(n_, 0.0);
+  for (size_t i = 0; i < m_; ++i) rp_[i] = sf_.b[i] * tau_;
+  double cx = 0.0, by = 0.0, uv = 0.0;
+  for (size_t j = 0; j < n_; ++j) {
+    double aty = 0.0;
+    for (int64_t k = sf_.col_ptr[j]; k < sf_.col_ptr[j + 1]; ++k) {
+      const size_t i = static_cast<size_t>(sf_.row_idx[static_cast<size_t>(k)]);
+      const double a = sf_.values[static_cast<size_t>(k)];
+      rp_[i] -= a * x_[j];
+      aty += a * y_[i];
+    }
+    rd_[j] = sf_.c[j] * tau_ - aty - s_[j] + v_[j];
+    if (sf_.kind[j] == ColKind::kBoxed) {
+      ru_[j] = sf_.u[j] * tau_ - x_[j] - w_[j];
+      uv += sf_.u[j] * v_[j];
+    }
+    cx += sf_.c[j] * x_[j];
+  }
+  for (size_t i = 0; i < m_; ++i) by += sf_.b[i] * y_[i];
+  rg_ = kappa_ + cx - by + uv;
+  mu_ = complementarity();
+}
+
+double HomogeneousSolver::complementarity() const {
+  double sum = tau_ * kappa_;
+  for (size_t j = 0; j < n_; ++j) {
+    if (sf_.kind[j] == ColKind::kFree) continue;
+    sum += x_[j] * s_[j];
+    if (sf_.kind[j] == ColKind::kBoxed) sum += w_[j] * v_[j];
+  }
+  return sum / num_compl_;
+}
+
+TerminationInput HomogeneousSolver::termination_input() const {
+  TerminationInput in;
+  double pf = 0.0, pinf = 0.0, df = 0.0, dinf = 0.0, cx = 0.0, by = 0.0;
+  for (size_t i = 0; i < m_; ++i) {
+    pf = std::max(pf, std::fabs(rp_[i] / rs_[i]));
+    pinf = std::max(pinf, std::fabs((sf_.b[i] * tau_ - rp_[i]) / rs_[i]));
+    by += sf_.b[i] * y_[i];
+  }
+  for (size_t j = 0; j < n_; ++j) {
+    df = std::max(df, std::fabs(rd_[j] / cs_[j]));
+    dinf = std::max(dinf, std::fabs((sf_.c[j] * tau_ - rd_[j]) / cs_[j]));
+    cx += sf_.c[j] * x_[j];
+    if (sf_.kind[j] == ColKind::kBoxed) {
+      pf = std::max(pf, std::fabs(ru_[j] * cs_[j]));
+      pinf = std::max(pinf, std::fabs(x_[j] * cs_[j]));
+      by -= sf_.u[j] * v_[j];
+    }
+  }
+  in.pfeasf = pf;
+  in.dfeasf = df;
+  in.cx = cx;
+  in.by = by;
+  in.relgap = std::fabs(cx - by) / std::max(tau_, std::fabs(cx + tau_ * obj_const_));
+  in.pfeasinff = pinf;
+  in.dfeasinff = dinf;
+  in.norm_bound = norm_u_;
+  in.norm_obj = norm_c_;
+  in.norm_rhs = norm_b_;
+  in.primal_norm = std::max(norm_b_, norm_u_);
+  in.dual_norm = norm_c_;
+  in.tau = tau_;
+  in.tolrpf = opt_.tol_pfeas;
+  in.tolrdf = opt_.tol_dfeas;
+  in.tolrgap = opt_.tol_rel_gap;
+  in.eps = opt_.tol_infeas;
+  return in;
+}
+
+bool HomogeneousSolver::factorize(NormalEquations& ne) {
+  theta_.assign(n_, 0.0);
+  g_.assign(n_, 0.0);
+  h_.assign(n_, 0.0);
+  for (size_t j = 0; j < n_; ++j) {
+    double dj = primal_reg_;
+    switch (sf_.kind[j]) {
+      case ColKind::kFree: dj = free_reg_; break;
+      case ColKind::kBoxed:
+        dj += s_[j] / x_[j] + v_[j] / w_[j];
+        g_[j] = v_[j] * sf_.u[j] / w_[j];
+        break;
+      case ColKind::kLower: dj += s_[j] / x_[j]; break;
+    }
+    theta_[j] = 1.0 / dj;
+    h_[j] = g_[j] - sf_.c[j];
+  }
+  const linalg::Status st = ne.factor(theta_, dual_reg_);
+  if (st != linalg::Status::kOk) {
+    linalg::log_printf(sink_, 1, "Error while computing factorization. resp: %d\n",
+                       static_cast<int>(st));
+    return false;
+  }
+  return true;
+}
+
+// A x for a column vector z (scaled), accumulated into out (m).
+static void mul_a(const StandardForm& sf, const std::vector<double>& z, std::vector<double>& out) {
+  for (size_t j = 0; j < static_cast<size_t>(sf.n); ++j) {
+    if (z[j] == 0.0) continue;
+    for (int64_t k = sf.col_ptr[j]; k < sf.col_ptr[j + 1]; ++k)
+      out[static_cast<size_t>(sf.row_idx[static_cast<size_t>(k)])] +=
+          sf.values[static_cast<size_t>(k)] * z[j];
+  }
+}
+
+static double col_dot(const StandardForm& sf, size_t j, const std::vector<double>& y) {
+  double t = 0.0;
+  for (int64_t k = sf.col_ptr[j]; k < sf.col_ptr[j + 1]; ++k)
+    t += sf.values[static_cast<size_t>(k)] * y[static_cast<size_t>(sf.row_idx[static_cast<size_t>(k)])];
+  return t;
+}
+
+bool HomogeneousSolver::tau_direction(NormalEquations& ne) {
+  work_n_.assign(n_, 0.0);
+  dy1_.assign(m_, 0.0);
+  for (size_t j = 0; j < n_; ++j) work_n_[j] = -theta_[j] * h_[j];
+  for (size_t i = 0; i < m_; ++i) dy1_[i] = sf_.b[i];
+  mul_a(sf_, work_n_, dy1_);
+  RefineStats rst;
+  if (ne.solve(dy1_, max_refine_, &rst) != linalg::Status::kOk) return false;
+  linalg::log_printf(sink_, 3, "tau direction: refine %d residual %.1e perturbed %d\n", rst.steps,
+                     rst.residual, ne.num_perturbed());
+  dx1_.assign(n_, 0.0);
+  // den = kappa/tau + b'dy1 - (c + g)'dx1 + u'g, evaluated in the cancellation-free form
+  // kappa/tau + sum (s/x + rho) dx1^2 + sum_B (v/w) (dx1 - u)^2 (using A dx1 = b).
+  double den = kappa_ / tau_;
+  for (size_t j = 0; j < n_; ++j) {
+    dx1_[j] = theta_[j] * (col_dot(sf_, j, dy1_) + h_[j]);
+    const double q = dx1_[j] * dx1_[j];
+    switch (sf_.kind[j]) {
+      case ColKind::kFree: den += free_reg_ * q; break;
+      case ColKind::kLower: den += (s_[j] / x_[j] + primal_reg_) * q; break;
+      case ColKind::kBoxed: {
+        const double e = dx1_[j] - sf_.u[j];
+        den += (s_[j] / x_[j] + primal_reg_) * q + v_[j] / w_[j] * e * e;
+        break;
+      }
+    }
+  }
+  {
+    double alt = kappa_ / tau_, ug = 0.0;
+    for (size_t i = 0; i < m_; ++i) alt += sf_.b[i] * dy1_[i];
+    for (size_t j = 0; j < n_; ++j) {
+      alt -= (sf_.c[j] + g_[j]) * dx1_[j];
+      if (sf_.kind[j] == ColKind::kBoxed) ug += sf_.u[j] * g_[j];
+    }
+    linalg::log_printf(sink_, 3, "den %.6e alt %.6e\n", den, alt + ug);
+  }
+  tau_den_ = den;
+  return std::isfinite(den) && den > 0.0;
+}
+
+bool HomogeneousSolver::solve_direction(NormalEquations& ne, double eta,
+                                        const std::vector<double>& rxs,
+                                        const std::vector<double>& rwv, double rtk,
+                                        Direction& d) {
+  std::vector<double>& r1 = work_n_;
+  r1.assign(n_, 0.0);
+  double num = eta * rg_ + rtk / tau_;
+  for (size_t j = 0; j < n_; ++j) {
+    r1[j] = eta * rd_[j];
+    if (sf_.kind[j] == ColKind::kFree) continue;
+    r1[j] -= rxs[j] / x_[j];
+    if (sf_.kind[j] == ColKind::kBoxed) {
+      const double t = (rwv[j] - v_[j] * eta * ru_[j]) / w_[j];
+      r1[j] += t;
+      num += sf_.u[j] * t;
+    }
+  }
+  // dy0 = M^{-1} (eta rp + A Theta r1)
+  for (size_t i = 0; i < m_; ++i) d.dy[i] = eta * rp_[i];
+  for (size_t j = 0; j < n_; ++j) d.ds[j] = theta_[j] * r1[j];  // ds as scratch
+  mul_a(sf_, d.ds, d.dy);
+  if (ne.solve(d.dy, max_refine_, nullptr) != linalg::Status::kOk) return false;
+  for (size_t i = 0; i < m_; ++i) num -= sf_.b[i] * d.dy[i];
+  for (size_t j = 0; j < n_; ++j) {
+    d.dx[j] = theta_[j] * (col_dot(sf_, j, d.dy) - r1[j]);
+    num += (sf_.c[j] + g_[j]) * d.dx[j];
+  }
+  const double dtau = num / tau_den_;
+  d.dtau = dtau;
+  for (size_t i = 0; i < m_; ++i) d.dy[i] += dtau * dy1_[i];
+  bool finite = std::isfinite(dtau);
+  for (size_t j = 0; j < n_; ++j) {
+    d.dx[j] += dtau * dx1_[j];
+    d.ds[j] = d.dw[j] = d.dv[j] = 0.0;
+    if (sf_.kind[j] != ColKind::kFree) d.ds[j] = (rxs[j] - s_[j] * d.dx[j]) / x_[j];
+    if (sf_.kind[j] == ColKind::kBoxed) {
+      d.dw[j] = eta * ru_[j] - d.dx[j] + sf_.u[j] * dtau;
+      d.dv[j] = (rwv[j] - v_[j] * d.dw[j]) / w_[j];
+    }
+    finite = finite && std::isfinite(d.dx[j]) && std::isfinite(d.ds[j]) && std::isfinite(d.dv[j]);
+  }
+  d.dkappa = (rtk - kappa_ * dtau) / tau_;
+  return finite && std::isfinite(d.dkappa);
+}
+
+double HomogeneousSolver::max_step(const Direction& d) const {
+  double a = 1e300;
+  auto ratio = [&a](double z, double dz) {
+    if (dz < 0.0) a = std::min(a, -z / dz);
+  };
+  for (size_t j = 0; j < n_; ++j) {
+    if (sf_.kind[j] == ColKind::kFree) continue;
+    ratio(x_[j], d.dx[j]);
+    ratio(s_[j], d.ds[j]);
+    if (sf_.kind[j] == ColKind::kBoxed) {
+      ratio(w_[j], d.dw[j]);
+      ratio(v_[j], d.dv[j]);
+    }
+  }
+  ratio(tau_, d.dtau);
+  ratio(kappa_, d.dkappa);
+  return a;
+}
+
+void HomogeneousSolver::take_step(const Direction& d, double alpha) {
+  for (size_t j = 0; j < n_; ++j) {
+    x_[j] += alpha * d.dx[j];
+    s_[j] += alpha * d.ds[j];
+    w_[j] += alpha * d.dw[j];
+    v_[j] += alpha * d.dv[j];
+  }
+  for (size_t i = 0; i < m_; ++i) y_[i] += alpha * d.dy[i];
+  tau_ += alpha * d.dtau;
+  kappa_ += alpha * d.dkappa;
+}
+
+void HomogeneousSolver::gondzio(NormalEquations& ne, Direction& d, double& alpha,
+                                double sigma_mu) {
+  const double lo = 0.1 * sigma_mu, hi = 10.0 * sigma_mu;
+  auto target = [&](double p) {
+    if (p < lo) return lo - p;
+    if (p > hi) return std::max(hi - p, -hi);
+    return 0.0;
+  };
+  std::vector<double> rxs2(n_), rwv2(n_);
+  for (int32_t k = 0; k < max_cor_; ++k) {
+    const double at = std::min(1.0, 1.5 * alpha + 0.1);
+    for (size_t j = 0; j < n_; ++j) {
+      rxs2[j] = rxs_[j];
+      rwv2[j] = rwv_[j];
+      if (sf_.kind[j] == ColKind::kFree) continue;
+      rxs2[j] += target((x_[j] + at * d.dx[j]) * (s_[j] + at * d.ds[j]));
+      if (sf_.kind[j] == ColKind::kBoxed)
+        rwv2[j] += target((w_[j] + at * d.dw[j]) * (v_[j] + at * d.dv[j]));
+    }
+    const double rtk2 = rtk_ + target((tau_ + at * d.dtau) * (kappa_ + at * d.dkappa));
+    if (!solve_direction(ne, eta_, rxs2, rwv2, rtk2, trial_)) return;
+    const double a2 = std::min(1.0, max_step(trial_));
+    if (a2 < 1.01 * alpha) return;
+    std::swap(d, trial_);
+    rxs_.swap(rxs2);
+    rwv_.swap(rwv2);
+    rtk_ = rtk2;
+    alpha = a2;
+    if (alpha >= 0.9999) return;
+  }
+}
+
+bool HomogeneousSolver::iterate(NormalEquations& ne, double& alpha) {
+  // Predictor.
+  rxs_.assign(n_, 0.0);
+  rwv_.assign(n_, 0.0);
+  for (size_t j = 0; j < n_; ++j) {
+    if (sf_.kind[j] == ColKind::kFree) continue;
+    rxs_[j] = -x_[j] * s_[j];
+    if (sf_.kind[j] == ColKind::kBoxed) rwv_[j] = -w_[j] * v_[j];
+  }
+  if (!solve_direction(ne, 1.0, rxs_, rwv_, -tau_ * kappa_, pred_)) return false;
+  const double aa = std::min(1.0, max_step(pred_));
+  double mu_aff = (tau_ + aa * pred_.dtau) * (kappa_ + aa * pred_.dkappa);
+  for (size_t j = 0; j < n_; ++j) {
+    if (sf_.kind[j] == ColKind::kFree) continue;
+    mu_aff += (x_[j] + aa * pred_.dx[j]) * (s_[j] + aa * pred_.ds[j]);
+    if (sf_.kind[j] == ColKind::kBoxed)
+      mu_aff += (w_[j] + aa * pred_.dw[j]) * (v_[j] + aa * pred_.dv[j]);
+  }
+  mu_aff /= num_compl_;
+  double sigma = std::pow(std::max(0.0, mu_aff) / mu_, 3.0);
+  sigma = std::min(std::max(sigma, 1e-6), 1.0);
+  const double smu = sigma * mu_;
+  // Mehrotra corrector.
+  for (size_t j = 0; j < n_; ++j) {
+    if (sf_.kind[j] == ColKind::kFree) continue;
+    rxs_[j] = -x_[j] * s_[j] + smu - pred_.dx[j] * pred_.ds[j];
+    if (sf_.kind[j] == ColKind::kBoxed) rwv_[j] = -w_[j] * v_[j] + smu - pred_.dw[j] * pred_.dv[j];
+  }
+  rtk_ = -tau_ * kappa_ + smu - pred_.dtau * pred_.dkappa;
+  eta_ = 1.0 - sigma;
+  if (!solve_direction(ne, eta_, rxs_, rwv_, rtk_, corr_)) return false;
+  alpha = std::min(1.0, max_step(corr_));
+  gondzio(ne, corr_, alpha, smu);
+  const double amax = max_step(corr_);
+  alpha = std::min(1.0, kStepFactor * amax);
+  take_step(corr_, alpha);
+  return true;
+}
+
+void HomogeneousSolver::set_corrector_budget(const NormalEquations& ne) {
+  const double tf = ne.factor_flops(), df = std::max(1.0, ne.solve_flops());
+  const double ratio = tf / df;
+  int32_t k = ratio > 100 ? 4 : ratio > 50 ? 3 : ratio > 30 ? 2 : ratio > 10 ? 1 : 0;
+  if (opt_.max_num_cor >= 0) k = std::min(k, opt_.max_num_cor);
+  max_cor_ = k;
+  linalg::log_printf(sink_, 3, "tflops: %e dflops: %e maxncor: %d\n", tf, df, max_cor_);
+}
+
+void HomogeneousSolver::log_line(int32_t iter) {
+  const TerminationInput in = termination_input();
+  IterationLine l;
+  l.iter = iter;
+  l.pfeas = in.pfeasf;
+  l.dfeas = in.dfeasf;
+  l.gfeas = std::fabs(rg_);
+  l.prstatus = (tau_ - kappa_) / (tau_ + kappa_);
+  l.pobj = in.cx / tau_ + obj_const_;
+  l.dobj = in.by / tau_ + obj_const_;
+  l.mu = mu_;
+  l.time = linalg::wall_seconds() - start_time_;
+  log_iteration(sink_, l);
+}
+
+double HomogeneousSolver::merit() const {
+  const TerminationInput in = termination_input();
+  const double pt = (1.0 + in.primal_norm) * in.tolrpf * tau_;
+  const double dt = (1.0 + in.dual_norm) * in.tolrdf * tau_;
+  return std::max({in.pfeasf / pt, in.dfeasf / dt, in.relgap / in.tolrgap});
+}
+
+void HomogeneousSolver::save_best() {
+  const double mval = merit();
+  if (!(mval < best_.merit)) return;
+  best_.merit = mval;
+  best_.x = x_;
+  best_.s = s_;
+  best_.w = w_;
+  best_.v = v_;
+  best_.y = y_;
+  best_.tau = tau_;
+  best_.kappa = kappa_;
+}
+
+void HomogeneousSolver::restore_best() {
+  // Only a run that looks feasible goes back; an infeasible one keeps its latest ray.
+  if (!(best_.merit < merit()) || !(tau_ > kappa_)) return;
+  x_ = best_.x;
+  s_ = best_.s;
+  w_ = best_.w;
+  v_ = best_.v;
+  y_ = best_.y;
+  tau_ = best_.tau;
+  kappa_ = best_.kappa;
+  compute_residuals();
+  linalg::log_printf(sink_, 2, "Restore the best iterate (merit %e).\n", best_.merit);
+}
+
+void HomogeneousSolver::run(NormalEquations& ne, HsdOutcome& out) {
+  initial_point();
+  compute_residuals();
+  mu0_ = mu_;
+  max_refine_ = opt_.max_num_refinement_steps;
+  set_corrector_budget(ne);
+  log_iteration_header(sink_);
+  log_line(0);
+  Termination trm = Termination::kNormal;
+  int32_t iter = 0, short_steps = 0, since_progress = 0, num_dropcor = 0;
+  double best_mu = mu_;
+  (void)num_dropcor;
+  while (true) {
+    last_pass_ = termination_test(termination_input(), 0, 0, sink_);
+    if (last_pass_.passed) {
+      linalg::log_printf(sink_, 2, "Normal termination.\n");
+      break;
+    }
+    if (iter >= opt_.max_iterations) {
+      trm = Termination::kMaxIterations;
+      break;
+    }
+    if (opt_.max_time >= 0.0 && linalg::wall_seconds() - start_time_ > opt_.max_time) {
+      trm = Termination::kMaxTime;
+      break;
+    }
+    if (opt_.progress && opt_.progress(iter)) {
+      trm = Termination::kUserCallback;
+      break;
+    }
+    double alpha = 0.0;
+    bool ok = false;
+    while (true) {
+      ok = factorize(ne) && tau_direction(ne) && iterate(ne, alpha);
+      if (ok) break;
+      if (ne.num_dense() > 0) {
+        linalg::log_printf(sink_, 1, "Dense columns are moved back into the factor.\n");
+        if (ne.drop_dense_handling() != linalg::Status::kOk) break;
+        set_corrector_budget(ne);
+        continue;
+      }
+      if (regu_level_ >= 4) break;
+      ++regu_level_;
+      primal_reg_ *= 100.0;
+      free_reg_ *= 10.0;
+      dual_reg_ = dual_reg_ == 0.0 ? 1e-12 : dual_reg_ * 100.0;
+      max_refine_ = std::max(max_refine_, 5);
+      linalg::log_printf(sink_, 2, "Increase regularization. Current: %d\n", regu_level_);
+    }
+    if (!ok) {
+      linalg::log_printf(sink_, 1, "Terminate due to numerical problems.\n");
+      restore_best();
+      last_pass_ = termination_test(termination_input(), 1, 1, sink_);
+      if (!last_pass_.passed) trm = Termination::kNumericalInstability;
+      break;
+    }
+    ++iter;
+    compute_residuals();
+    log_line(iter);
+    save_best();
+    short_steps = alpha < opt_.tol_step_size ? short_steps + 1 : 0;
+    if (mu_ < 0.99 * best_mu) {
+      best_mu = mu_;
+      since_progress = 0;
+    } else {
+      ++since_progress;
+    }
+    // A run heading for optimality (tau well above kappa) whose merit explodes.
+    const bool diverging =
+        tau_ > 3.0 * kappa_ && mu_ < 1e-6 * mu0_ && merit() > 1e4 * best_.merit;
+    if (short_steps >= 3 || since_progress >= std::max(opt_.stall_iterations, 1) ||
+        mu_ < opt_.tol_mu_red * mu0_ || diverging) {
+      linalg::log_printf(sink_, 1,
+                         "The solver is stalled due to the short stepsize %-.2e (lpval: %e).\n",
+                         alpha, mu_);
+      last_pass_ = termination_test(termination_input(), 0, 0, sink_);
+      if (!last_pass_.passed) {
+        restore_best();
+        last_pass_ = termination_test(termination_input(), 1, 1, sink_);
+      }
+      if (last_pass_.passed) {
+        linalg::log_printf(sink_, 1, "Normal termination in the stalled case.\n");
+      } else {
+        trm = Termination::kStalled;
+      }
+      break;
+    }
+  }
+  out.problem_status = last_pass_.passed ? last_pass_.problem_status : 0;
+  out.solution_status = last_pass_.passed ? last_pass_.solution_status : 0;
+  out.termination = trm;
+  out.iterations = iter;
+  const TerminationInput fin = termination_input();
+  out.primal_feas = fin.pfeasf / std::max(tau_, 1e-300);
+  out.dual_feas = fin.dfeasf / std::max(tau_, 1e-300);
+  out.x = x_;
+  out.s = s_;
+  out.w = w_;
+  out.v = v_;
+  out.y = y_;
+  out.tau = tau_;
+  out.kappa = kappa_;
+  (void)inf_norm;
+}
+
+}  // namespace qubor::interior

@@ -1,0 +1,405 @@
+#include "platform/file_stream.h"
+
+#include <fcntl.h>
+#include <unistd.h>
+#include <zlib.h>
+#include <zstd.h>
+
+#include <algorithm>
+#include <cerrno>
+#include <cstring>
+#include <new>
+#include <vector>
+
+namespace qubor::platform {
+
+namespace {
+
+constexpr size_t kFileChunk = size_t{1} << 20;
+
+// A file descriptor that closes itself.
+class Fd {
+ public:
+  explicit Fd(int fd) : fd_(fd) {}
+  ~Fd() { close(); }
+  Fd(const Fd&) = delete;
+  Fd& operator=(const Fd&) = delete;
+  int get() const { return fd_; }
+  bool close() {
+    if (fd_ < 0) return true;
+    int r = ::close(fd_);
+    fd_ = -1;
+    return r == 0;
+  }
+  // read() that retries on interruption; -1 on failure.
+  ptrdiff_t read(char* buf, size_t n) {
+    for (;;) {
+      ssize_t r = ::read(fd_, buf, n);
+      if (r >= 0 || errno != EINTR) return r;
+    }
+  }
+  bool write_all(const char* p, size_t n) {
+    while (n > 0) {
+      ssize_t r = ::write(fd_, p, n);
+      if (r < 0) {
+        if (errno == EINTR) continue;
+        return false;
+      }
+      p += r;
+      n -= static_cast<size_t>(r);
+    }
+    return true;
+  }
+
+ private:
+  int fd_;
+};
+
+class PlainIn final : public InStream {
+ public:
+  explicit PlainIn(int fd) : fd_(fd) {}
+  ptrdiff_t read(char* buf, size_t n) override { return fd_.read(buf, n); }
+
+ private:
+  Fd fd_;
+};
+
+class GzipIn final : public InStream {
+ public:
+  explicit GzipIn(int fd) : fd_(fd), in_(kFileChunk) {
+    std::memset(&z_, 0, sizeof z_);
+    // 15 + 32: a gzip or zlib header, detected automatically.
+    if (inflateInit2(&z_, 15 + 32) != Z_OK) throw std::bad_alloc();
+  }
+  ~GzipIn() override { inflateEnd(&z_); }
+
+  ptrdiff_t read(char* buf, size_t n) override {
+    if (failed_) return -1;
+    z_.next_out = reinterpret_cast<Bytef*>(buf);
+    z_.avail_out = static_cast<uInt>(std::min<size_t>(n, 1u << 30));
+    while (z_.avail_out > 0) {
+      if (z_.avail_in == 0 && !refill()) break;
+      in_member_ = true;
+      int r = inflate(&z_, Z_NO_FLUSH);
+      if (r == Z_STREAM_END) {
+        // Another member may follow.
+        in_member_ = false;
+        if (inflateReset(&z_) != Z_OK) return fail();
+      } else if (r != Z_OK && r != Z_BUF_ERROR) {
+        return fail();
+      }
+    }
+    if (failed_) return -1;
+    size_t got = static_cast<size_t>(reinterpret_cast<char*>(z_.next_out) - buf);
+    // A member cut short by the end of the file is an error, not a quiet end.
+    if (got == 0 && eof_ && in_member_) return fail();
+    return static_cast<ptrdiff_t>(got);
+  }
+
+ private:
+  bool refill() {
+    if (eof_) return false;
+    ptrdiff_t r = fd_.read(in_.data(), in_.size());
+    if (r < 0) {
+      failed_ = true;
+      return false;
+    }
+    if (r == 0) {
+      eof_ = true;
+      return false;
+    }
+    z_.next_in = reinterpret_cast<Bytef*>(in_.data());
+    z_.avail_in = static_cast<uInt>(r);
+    return true;
+  }
+  ptrdiff_t fail() {
+    failed_ = true;
+    return -1;
+  }
+
+  Fd fd_;
+  std::vector<char> in_;
+  z_stream z_;
+  bool eof_ = false, failed_ = false, in_member_ = false;
+};
+
+class ZstdIn final : public InStream {
+ public:
+  explicit ZstdIn(int fd) : fd_(fd), in_(ZSTD_DStreamInSize()), ds_(ZSTD_createDStream()) {
+    if (!ds_) throw std::bad_alloc();
+    ZSTD_initDStream(ds_);
+  }
+  ~ZstdIn() override { ZSTD_freeDStream(ds_); }
+
+  ptrdiff_t read(char* buf, size_t n) override {
+    if (failed_) return -1;
+    ZSTD_outBuffer out{buf, n, 0};
+    while (out.pos < out.size) {
+      if (pos_ == len_) {
+        if (eof_) break;
+        ptrdiff_t r = fd_.read(in_.data(), in_.size());
+        if (r < 0) return fail();
+        if (r == 0) {
+          eof_ = true;
+          break;
+        }
+        pos_ = 0;
+        len_ = static_cast<size_t>(r);
+      }
+      ZSTD_inBuffer in{in_.data(), len_, pos_};
+      size_t r = ZSTD_decompressStream(ds_, &out, &in);
+      pos_ = in.pos;
+      if (ZSTD_isError(r)) return fail();
+      frame_open_ = r != 0;
+    }
+    // A frame cut short by the end of the file is an error, not a quiet end.
+    if (out.pos == 0 && eof_ && frame_open_) return fail();
+    return static_cast<ptrdiff_t>(out.pos);
+  }
+
+ private:
+  ptrdiff_t fail() {
+    failed_ = true;
+    return -1;
+  }
+  Fd fd_;
+  std::vector<char> in_;
+  ZSTD_DStream* ds_;
+  size_t pos_ = 0, len_ = 0;
+  bool eof_ = false, failed_ = false, frame_open_ = false;
+};
+
+class MemoryIn final : public InStream {
+ public:
+  explicit MemoryIn(const char* text) : p_(text ? text : ""), buf_(4096) {}
+  ptrdiff_t read(char* out, size_t n) override {
+    size_t total = 0;
+    while (total < n) {
+      if (pos_ == len_) {
+        // Refill the 4096-byte window from the text.
+        len_ = 0;
+        while (len_ < buf_.size() && *p_) buf_[len_++] = *p_++;
+        pos_ = 0;
+        if (len_ == 0) break;
+      }
+      size_t k = std::min(n - total, len_ - pos_);
+      std::memcpy(out + total, buf_.data() + pos_, k);
+      pos_ += k;
+      total += k;
+    }
+    return static_cast<ptrdiff_t>(total);
+  }
+
+ private:
+  const char* p_;
+  std::vector<char> buf_;
+  size_t pos_ = 0, len_ = 0;
+};
+
+class PlainOut final : public OutStream {
+ public:
+  explicit PlainOut(int fd) : fd_(fd) { buf_.reserve(kFileChunk); }
+  ~PlainOut() override { close(); }
+  bool write(const char* data, size_t n) override {
+    if (failed_) return false;
+    if (buf_.size() + n > kFileChunk) {
+      if (!flush()) return false;
+      if (n >= kFileChunk) return ok(fd_.write_all(data, n));
+    }
+    buf_.insert(buf_.end(), data, data + n);
+    return true;
+  }
+  bool close() override {
+    if (closed_) return !failed_;
+    closed_ = true;
+    bool good = flush();
+    good = fd_.close() && good;
+    return ok(good);
+  }
+
+ private:
+  bool flush() {
+    bool good = fd_.write_all(buf_.data(), buf_.size());
+    buf_.clear();
+    return ok(good);
+  }
+  bool ok(bool good) {
+    if (!good) failed_ = true;
+    return !failed_;
+  }
+  Fd fd_;
+  std::vector<char> buf_;
+  bool failed_ = false, closed_ = false;
+};
+
+class GzipOut final : public OutStream {
+ public:
+  GzipOut(int fd, int level) : fd_(fd), out_(kFileChunk) {
+    std::memset(&z_, 0, sizeof z_);
+    // 15 + 16: gzip wrapping.
+    if (deflateInit2(&z_, std::clamp(level, 0, 9), Z_DEFLATED, 15 + 16, 8, Z_DEFAULT_STRATEGY) != Z_OK) {
+      throw std::bad_alloc();
+    }
+  }
+  ~GzipOut() override {
+    close();
+    deflateEnd(&z_);
+  }
+  bool write(const char* data, size_t n) override {
+    if (failed_ || closed_) return false;
+    z_.next_in = reinterpret_cast<Bytef*>(const_cast<char*>(data));
+    while (n > 0) {
+      uInt piece = static_cast<uInt>(std::min<size_t>(n, 1u << 30));
+      z_.next_in = reinterpret_cast<Bytef*>(const_cast<char*>(data));
+      z_.avail_in = piece;
+      if (!pump(Z_NO_FLUSH)) return false;
+      data += piece;
+      n -= piece;
+    }
+    return true;
+  }
+  bool close() override {
+    if (closed_) return !failed_;
+    closed_ = true;
+    bool good = !failed_ && pump(Z_FINISH);
+    good = fd_.close() && good;
+    if (!good) failed_ = true;
+    return good;
+  }
+
+ private:
+  bool pump(int flush) {
+    for (;;) {
+      z_.next_out = reinterpret_cast<Bytef*>(out_.data());
+      z_.avail_out = static_cast<uInt>(out_.size());
+      int r = deflate(&z_, flush);
+      if (r == Z_STREAM_ERROR) return fail();
+      size_t have = out_.size() - z_.avail_out;
+      if (have && !fd_.write_all(out_.data(), have)) return fail();
+      if (flush == Z_FINISH ? r == Z_STREAM_END : (z_.avail_in == 0 && z_.avail_out != 0)) {
+        return true;
+      }
+    }
+  }
+  bool fail() {
+    failed_ = true;
+    return false;
+  }
+  Fd fd_;
+  std::vector<char> out_;
+  z_stream z_;
+  bool failed_ = false, closed_ = false;
+};
+
+class ZstdOut final : public OutStream {
+ public:
+  ZstdOut(int fd, int level)
+      : fd_(fd), in_(ZSTD_CStreamInSize()), out_(ZSTD_CStreamOutSize()), cs_(ZSTD_createCStream()) {
+    if (!cs_) throw std::bad_alloc();
+    ZSTD_initCStream(cs_, std::clamp(level, 1, ZSTD_maxCLevel()));
+  }
+  ~ZstdOut() override {
+    close();
+    ZSTD_freeCStream(cs_);
+  }
+  bool write(const char* data, size_t n) override {
+    if (failed_ || closed_) return false;
+    // Input is gathered into the recommended block size before it is compressed.
+    while (n > 0) {
+      size_t k = std::min(n, in_.size() - fill_);
+      std::memcpy(in_.data() + fill_, data, k);
+      fill_ += k;
+      data += k;
+      n -= k;
+      if (fill_ == in_.size() && !compress_input()) return false;
+    }
+    return true;
+  }
+  bool close() override {
+    if (closed_) return !failed_;
+    closed_ = true;
+    bool good = !failed_ && compress_input() && end_frame();
+    good = fd_.close() && good;
+    if (!good) failed_ = true;
+    return good;
+  }
+
+ private:
+  bool compress_input() {
+    ZSTD_inBuffer in{in_.data(), fill_, 0};
+    while (in.pos < in.size) {
+      ZSTD_outBuffer out{out_.data(), out_.size(), 0};
+      size_t r = ZSTD_compressStream(cs_, &out, &in);
+      if (ZSTD_isError(r)) return fail();
+      if (out.pos && !fd_.write_all(out_.data(), out.pos)) return fail();
+    }
+    fill_ = 0;
+    return true;
+  }
+  bool end_frame() {
+    for (;;) {
+      ZSTD_outBuffer out{out_.data(), out_.size(), 0};
+      size_t left = ZSTD_endStream(cs_, &out);
+      if (ZSTD_isError(left)) return fail();
+      if (out.pos && !fd_.write_all(out_.data(), out.pos)) return fail();
+      if (left == 0) return true;
+    }
+  }
+  bool fail() {
+    failed_ = true;
+    return false;
+  }
+  Fd fd_;
+  std::vector<char> in_, out_;
+  ZSTD_CStream* cs_;
+  size_t fill_ = 0;
+  bool failed_ = false, closed_ = false;
+};
+
+}  // namespace
+
+OpenStatus open_input(const char* name, Compression kind, std::unique_ptr<InStream>* out) {
+  if (!name || !*name) return OpenStatus::kBadName;
+  int fd = ::open(name, O_RDONLY | O_CLOEXEC);
+  if (fd < 0) return errno == ENOMEM ? OpenStatus::kNoSpace : OpenStatus::kCannotOpen;
+  try {
+    switch (kind) {
+      case Compression::kGzip:
+        *out = std::make_unique<GzipIn>(fd);
+        break;
+      case Compression::kZstd:
+        *out = std::make_unique<ZstdIn>(fd);
+        break;
+      default:
+        *out = std::make_unique<PlainIn>(fd);
+    }
+  } catch (const std::bad_alloc&) {
+    return OpenStatus::kNoSpace;
+  }
+  return OpenStatus::kOk;
+}
+
+OpenStatus open_output(const char* name, Compression kind, int level, std::unique_ptr<OutStream>* out) {
+  if (!name || !*name) return OpenStatus::kBadName;
+  int fd = ::open(name, O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC, 0644);
+  if (fd < 0) return errno == ENOMEM ? OpenStatus::kNoSpace : OpenStatus::kCannotOpen;
+  try {
+    switch (kind) {
+      case Compression::kGzip:
+        *out = std::make_unique<GzipOut>(fd, level);
+        break;
+      case Compression::kZstd:
+        *out = std::make_unique<ZstdOut>(fd, level);
+        break;
+      default:
+        *out = std::make_unique<PlainOut>(fd);
+    }
+  } catch (const std::bad_alloc&) {
+    return OpenStatus::kNoSpace;
+  }
+  return OpenStatus::kOk;
+}
+
+std::unique_ptr<InStream> memory_input(const char* text) { return std::make_unique<MemoryIn>(text); }
+
+}  // namespace qubor::platform

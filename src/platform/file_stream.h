@@ -1,0 +1,51 @@
+// Byte streams for problem and solution files: plain, gzip and zstd, plus an in-memory input.
+//
+// Input streams deliver the decompressed bytes of a file in caller-sized pieces; output
+// streams compress on the fly and finish the compressed frame in close(). A gzip input
+// accepts several concatenated members (as `cat a.gz b.gz` produces). Buffers:
+//   plain     1 MiB reads and writes
+//   gzip      1 MiB of compressed input or output around zlib's inflate/deflate
+//   zstd      ZSTD_DStreamInSize()/ZSTD_CStreamOutSize(), the sizes the library recommends
+//   memory    refills a 4096-byte buffer from the text it wraps
+// Opening reports the three failures the file frame tells apart: out of memory, a file that
+// cannot be opened, and a name that is not a usable file name (null or empty).
+// Stream buffers are short-lived and come from the C++ heap, not from a task.
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+#include <memory>
+
+namespace qubor::platform {
+
+enum class Compression { kNone, kGzip, kZstd };
+enum class OpenStatus { kOk, kNoSpace, kCannotOpen, kBadName };
+
+class InStream {
+ public:
+  virtual ~InStream() = default;
+  // Up to `n` bytes into `buf`; 0 at the end of the data, -1 when reading or decompressing
+  // fails.
+  virtual ptrdiff_t read(char* buf, size_t n) = 0;
+};
+
+class OutStream {
+ public:
+  virtual ~OutStream() = default;
+  // False when the bytes cannot be written (disk full, compressor failure); later writes
+  // then fail too.
+  virtual bool write(const char* data, size_t n) = 0;
+  // Flushes, ends the compressed frame and closes the file; false on any failure. Safe to
+  // call twice.
+  virtual bool close() = 0;
+};
+
+// Opens `name` for reading, decompressing as `kind` says.
+OpenStatus open_input(const char* name, Compression kind, std::unique_ptr<InStream>* out);
+// Opens `name` for writing (truncating). `level` is the compression level: gzip clamps it to
+// 0..9 and zstd to 1..ZSTD_maxCLevel().
+OpenStatus open_output(const char* name, Compression kind, int level, std::unique_ptr<OutStream>* out);
+// An input stream over the zero-terminated `text` (not copied; it must outlive the stream).
+std::unique_ptr<InStream> memory_input(const char* text);
+
+}  // namespace qubor::platform

@@ -1,0 +1,261 @@
+// Undo of every reduction; see postsolve_stack.h for the contract and the key rule.
+//
+// Notation: on the level before a step, z_j = c_j - sum_r a_rj y_r. A step that removes row i
+// and sets its dual y_i changes z_j by -a_ij y_i for the columns of row i; a step that changes
+// c or A of kept columns restores z through the identity derived with it.
+#include "presolve/postsolve_stack.h"
+
+#include <algorithm>
+#include <cmath>
+
+namespace qubor::presolve {
+
+int32_t PostsolveStack::column_key(double x, double l, double u) const {
+  if (l == u) return kKeyFixed;
+  if (finite(l) && near(x, l)) return kKeyLower;
+  if (finite(u) && near(x, u)) return kKeyUpper;
+  if (!finite(l) && !finite(u)) return kKeySuperBasic;
+  return kKeyBasic;
+}
+
+int32_t PostsolveStack::row_key(double act, double rl, double ru) const {
+  if (rl == ru) return kKeyFixed;
+  if (finite(rl) && near(act, rl)) return kKeyLower;
+  if (finite(ru) && near(act, ru)) return kKeyUpper;
+  return kKeyBasic;
+}
+
+int32_t PostsolveStack::key_from_solution(double v, double d, double lo, double hi) const {
+  if (lo == hi) return kKeyFixed;
+  if (finite(lo) && near(v, lo) && d >= 0) return kKeyLower;
+  if (finite(hi) && near(v, hi) && d <= 0) return kKeyUpper;
+  return !finite(lo) && !finite(hi) ? kKeySuperBasic : kKeyBasic;
+}
+
+void PostsolveStack::undo(UndoState& st) const {
+  for (auto it = steps.rbegin(); it != steps.rend(); ++it) {
+    const Step& s = *it;
+    switch (s.kind) {
+      case StepKind::kRemoveRow:
+        st.y[s.row] = 0.0;
+        st.skc[s.row] = kKeyBasic;
+        break;
+      case StepKind::kFixColumn: undo_fix_column(s, st); break;
+      case StepKind::kSingletonRow: undo_singleton_row(s, st); break;
+      case StepKind::kForcingRow: undo_forcing_row(s, st); break;
+      case StepKind::kSubstitution: undo_substitution(s, st); break;
+      case StepKind::kDuplicateRow: undo_duplicate_row(s, st); break;
+      case StepKind::kDuplicateColumn: undo_duplicate_column(s, st); break;
+      case StepKind::kSlackColumn: undo_slack_column(s, st); break;
+    }
+  }
+}
+
+// v: value, c_j, l, u; entries: column j (row, a_rj) on the level before.
+void PostsolveStack::undo_fix_column(const Step& s, UndoState& st) const {
+  const int32_t j = s.col;
+  const double value = s.v[0], l = s.v[2], u = s.v[3];
+  double z = s.v[1];
+  for (int64_t p = s.begin; p < s.end; ++p) z -= val[p] * st.y[idx[p]];
+  st.x[j] = value;
+  st.z[j] = z;
+  // Bounds closer than the tolerance were fixed at one of them: the dual picks the side.
+  if (l != u && finite(l) && finite(u) && near(value, l) && near(value, u)) {
+    st.skx[j] = z >= 0 ? kKeyLower : kKeyUpper;
+    st.x[j] = z >= 0 ? l : u;
+    return;
+  }
+  st.skx[j] = column_key(value, l, u);
+}
+
+// v: a, rl, ru, l before, u before, l after, u after.
+// If x_j sits on a bound that only the row implied and z_j pushes against it, the dual moves
+// to the row: y_i = z_j / a, z_j = 0, the column becomes basic and the row nonbasic.
+void PostsolveStack::undo_singleton_row(const Step& s, UndoState& st) const {
+  const int32_t i = s.row, j = s.col;
+  const double a = s.v[0], rl = s.v[1], ru = s.v[2];
+  const double lb = s.v[3], ub = s.v[4], la = s.v[5], ua = s.v[6];
+  const double x = st.x[j], z = st.z[j];
+  const bool lo_from_row = la > lb && !near(la, lb);
+  const bool up_from_row = ua < ub && !near(ua, ub);
+  const bool at_lo = lo_from_row && near(x, la) && z >= 0;
+  const bool at_up = up_from_row && near(x, ua) && z <= 0;
+  if (at_lo || at_up) {
+    st.y[i] = z / a;
+    st.z[j] = 0.0;
+    st.skx[j] = kKeyBasic;
+    const bool row_at_lower = at_lo == (a > 0);
+    st.skc[i] = rl == ru ? kKeyFixed : (row_at_lower ? kKeyLower : kKeyUpper);
+    return;
+  }
+  st.y[i] = 0.0;
+  st.skc[i] = kKeyBasic;
+  const int32_t key = st.skx[j];
+  if (key == kKeyLower || key == kKeyUpper || key == kKeyFixed) {
+    const int32_t by_value = column_key(x, lb, ub);
+    if (by_value != key) st.skx[j] = by_value;
+  }
+}
+
+// side +1: the row sits at ru with every column at the bound minimizing its term; side -1:
+// at rl with every column at the bound maximizing it. Entries [begin, mid): (column, a);
+// [mid, end): 1 for columns whose bounds were equal. y_i is the smallest move (y <= 0 for
+// side +1, y >= 0 for side -1) that gives every column a reduced cost of the right sign.
+void PostsolveStack::undo_forcing_row(const Step& s, UndoState& st) const {
+  const int32_t i = s.row;
+  const double rl = s.v[0], ru = s.v[1];
+  double y = 0.0;
+  int32_t pivot = -1;
+  for (int64_t p = s.begin; p < s.mid; ++p) {
+    if (val[s.mid + (p - s.begin)] != 0.0) continue;
+    const int32_t j = idx[p];
+    const double a = val[p], z = st.z[j];
+    // side +1: a > 0 at lower needs z - a y >= 0; a < 0 at upper needs z - a y <= 0.
+    const bool violated = s.side > 0 ? (a > 0 ? z < 0 : z > 0) : (a > 0 ? z > 0 : z < 0);
+    if (!violated) continue;
+    const double cand = z / a;
+    if (s.side > 0 ? cand < y : cand > y) {
+      y = cand;
+      pivot = j;
+    }
+  }
+  st.y[i] = y;
+  if (y != 0.0) {
+    for (int64_t p = s.begin; p < s.mid; ++p) st.z[idx[p]] -= val[p] * y;
+  }
+  if (pivot >= 0) {
+    st.z[pivot] = 0.0;
+    st.skx[pivot] = kKeyBasic;
+    st.skc[i] = rl == ru ? kKeyFixed : (s.side > 0 ? kKeyUpper : kKeyLower);
+  } else {
+    st.skc[i] = kKeyBasic;
+  }
+}
+
+// v: a (pivot a_ij), b (right-hand side used), c_j, l_j, u_j, l_k before, u_k before, a_ik,
+// l_k after, u_k after; side: key of row i when nonbasic. Entries [begin, mid): column j
+// (r, a_rj) without row i; [mid, end): row i (k, a_ik) without column j.
+//
+// With w = c_j - sum_r a_rj y_r, the default is y_i = w / a and z_j = 0 (x_j basic); the
+// reduced costs of the row's other columns are unchanged, since the substitution moved
+// exactly -a_ik y_i into their costs. For a doubleton whose partner x_k sits on a bound
+// inherited from x_j, z_k on the level before is z_k + (a_ik / a) z_j; making z_k = 0 instead
+// gives y_i = w / a + z_k / a_ik and z_j = -(a / a_ik) z_k, and x_j takes the bound.
+void PostsolveStack::undo_substitution(const Step& s, UndoState& st) const {
+  const int32_t i = s.row, j = s.col, k = s.other;
+  const double a = s.v[0], b = s.v[1];
+  double rest = 0.0;
+  for (int64_t p = s.mid; p < s.end; ++p) rest += val[p] * st.x[idx[p]];
+  const double x = (b - rest) / a;
+  double w = s.v[2];
+  for (int64_t p = s.begin; p < s.mid; ++p) w -= val[p] * st.y[idx[p]];
+  st.x[j] = x;
+  st.y[i] = w / a;
+  st.z[j] = 0.0;
+  st.skx[j] = kKeyBasic;
+  st.skc[i] = s.side;
+  if (k < 0) return;
+  const double aik = s.v[7], lkb = s.v[5], ukb = s.v[6], lka = s.v[8], uka = s.v[9];
+  const double xk = st.x[k], zk = st.z[k];
+  const bool at_lo = lka > lkb && !near(lka, lkb) && near(xk, lka) && zk >= 0;
+  const bool at_up = uka < ukb && !near(uka, ukb) && near(xk, uka) && zk <= 0;
+  if (at_lo || at_up) {
+    st.y[i] = w / a + zk / aik;
+    st.z[j] = -(a / aik) * zk;
+    st.z[k] = 0.0;
+    st.skx[k] = kKeyBasic;
+    const int32_t key = column_key(x, s.v[3], s.v[4]);
+    st.skx[j] = key == kKeyBasic || key == kKeySuperBasic ? (st.z[j] >= 0 ? kKeyLower : kKeyUpper) : key;
+    return;
+  }
+  const int32_t key = st.skx[k];
+  if (key == kKeyLower || key == kKeyUpper || key == kKeyFixed) {
+    const int32_t by_value = column_key(xk, lkb, ukb);
+    if (by_value != key) st.skx[k] = by_value;
+  }
+}
+
+// v: lambda, rl_i before, ru_i before, rl_k, ru_k, rl_i after, ru_i after; entries: row i.
+// Row k = lambda * row i was merged into row i. The dual of a merged side that row k supplied
+// moves to row k: y_k = y_i / lambda, y_i = 0.
+void PostsolveStack::undo_duplicate_row(const Step& s, UndoState& st) const {
+  const int32_t i = s.row, k = s.other;
+  const double lambda = s.v[0], rlb = s.v[1], rub = s.v[2], rlk = s.v[3], ruk = s.v[4];
+  const double rla = s.v[5], rua = s.v[6];
+  double act = 0.0;
+  for (int64_t p = s.begin; p < s.end; ++p) act += val[p] * st.x[idx[p]];
+  const double y = st.y[i];
+  const bool lo_from_k = rla > rlb && !near(rla, rlb);
+  const bool up_from_k = rua < rub && !near(rua, rub);
+  const bool move = (lo_from_k && near(act, rla) && y >= 0) || (up_from_k && near(act, rua) && y <= 0);
+  if (move) {
+    st.y[k] = y / lambda;
+    st.y[i] = 0.0;
+    st.skc[k] = row_key(lambda * act, rlk, ruk);
+    if (st.skc[k] == kKeyBasic) st.skc[k] = (st.y[k] >= 0) ? kKeyLower : kKeyUpper;
+    st.skc[i] = kKeyBasic;
+    return;
+  }
+  st.y[k] = 0.0;
+  st.skc[k] = kKeyBasic;
+  const int32_t key = st.skc[i];
+  if (key == kKeyLower || key == kKeyUpper || key == kKeyFixed) {
+    const int32_t by_value = row_key(act, rlb, rub);
+    if (by_value != key) st.skc[i] = by_value;
+  }
+}
+
+// v: lambda, l_j, u_j, l_k, u_k. Column k = lambda * column j and c_k = lambda c_j were merged
+// into x_j' = x_j + lambda x_k; the merged value is split with x_k at a bound when it has
+// one, and z_k = lambda z_j.
+void PostsolveStack::undo_duplicate_column(const Step& s, UndoState& st) const {
+  const int32_t j = s.col, k = s.other;
+  const double lambda = s.v[0], lj = s.v[1], uj = s.v[2], lk = s.v[3], uk = s.v[4];
+  const double merged = st.x[j];
+  double ref = lambda > 0 ? lk : uk;
+  if (!finite(ref)) ref = lambda > 0 ? uk : lk;
+  if (!finite(ref)) ref = 0.0;
+  double xj = std::clamp(merged - lambda * ref, lj, uj);
+  double xk = (merged - xj) / lambda;
+  if (xk < lk || xk > uk) {
+    xk = std::clamp(xk, lk, uk);
+    xj = merged - lambda * xk;
+  }
+  st.x[j] = xj;
+  st.x[k] = xk;
+  st.z[k] = lambda * st.z[j];
+  st.skx[j] = column_key(xj, lj, uj);
+  st.skx[k] = column_key(xk, lk, uk);
+  if (st.skx[j] != kKeyBasic && st.skx[j] != kKeySuperBasic && st.skx[k] != kKeyBasic &&
+      st.skx[k] != kKeySuperBasic && st.z[j] == 0.0) {
+    st.skx[j] = kKeyBasic;  // a basic merged column stays basic in one of its parts
+  }
+}
+
+// v: a, l_j, u_j, rl, ru (row i before); entries: row i without column j.
+// With s the rest of the row's activity, a x_j may take any value in [lo, hi] (its own range
+// cut by the row's sides); the row's dual decides: y > 0 puts the row on rl, y < 0 on ru,
+// and z_j = -a y has the sign that bound of x_j needs.
+void PostsolveStack::undo_slack_column(const Step& s, UndoState& st) const {
+  const int32_t i = s.row, j = s.col;
+  const double a = s.v[0], l = s.v[1], u = s.v[2], rl = s.v[3], ru = s.v[4];
+  double rest = 0.0;
+  for (int64_t p = s.begin; p < s.end; ++p) rest += val[p] * st.x[idx[p]];
+  const double min_ax = a > 0 ? a * l : a * u, max_ax = a > 0 ? a * u : a * l;
+  const double lo = std::max(min_ax, rl - rest), hi = std::min(max_ax, ru - rest);
+  const double y = st.y[i];
+  double t;
+  if (lo > hi) t = finite(lo) && finite(hi) ? 0.5 * (lo + hi) : (finite(lo) ? lo : hi);
+  else if (y > 0) t = lo;
+  else if (y < 0) t = hi;
+  else t = std::clamp(a * (finite(l) ? l : (finite(u) ? u : 0.0)), lo, hi);
+  st.x[j] = t / a;
+  st.z[j] = -a * y;
+  const int32_t kx = column_key(st.x[j], l, u), kr = row_key(rest + t, rl, ru);
+  const bool x_basic = kx == kKeyBasic || kx == kKeySuperBasic;
+  st.skx[j] = x_basic ? kKeyBasic : kx;
+  if (x_basic) st.skc[i] = kr == kKeyBasic ? kKeyBasic : kr;
+  else if (st.skc[i] != kKeyBasic && kr != kKeyBasic) st.skc[i] = kr;
+}
+
+}  // namespace qubor::presolve

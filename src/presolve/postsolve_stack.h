@@ -1,0 +1,93 @@
+// The postsolve stack: one record per reduction, undone in reverse order.
+//
+// Undo works on full-size arrays x, y and z = c - A'y of the problem level being restored.
+// Before undoing step k the arrays hold an optimal solution of the problem as it was right
+// after step k (values of items still removed are meaningless); the undo restores the removed
+// items so that the arrays are optimal for the problem right before step k. Only the restored
+// items and the reduced costs of columns whose data the step changed are written; y of rows
+// present on both levels never changes. Each record keeps the data it needs of the level
+// before the step (column or row entries, bounds, costs); entry lists live in idx/val.
+//
+// Keys: every undo that restores a row leaves exactly one more basic item (the row itself,
+// or a column that becomes basic while the row becomes nonbasic); restored columns that
+// come without a row are nonbasic. So a basis of the reduced problem maps to a basis.
+#pragma once
+
+#include <cstdint>
+
+#include "presolve/presolve.h"
+
+namespace qubor::presolve {
+
+enum class StepKind : uint8_t {
+  kRemoveRow,        // row with zero dual: empty, redundant, free or dependent
+  kFixColumn,        // column fixed at a value, its terms moved into rows and objective
+  kSingletonRow,     // row a x_j in [rl, ru] turned into bounds of x_j
+  kForcingRow,       // row whose activity bound equals a side: all its columns at bounds
+  kSubstitution,     // x_j eliminated through row i (free/implied-free column, doubleton)
+  kDuplicateRow,     // row other = lambda * row, merged into row
+  kDuplicateColumn,  // column other = lambda * column with equal cost ratio, merged
+  kSlackColumn,      // zero-cost column singleton absorbed into its row's sides
+};
+
+struct Step {
+  StepKind kind;
+  int32_t row = -1;
+  int32_t col = -1;
+  int32_t other = -1;
+  int32_t side = 0;
+  int64_t begin = 0, mid = 0, end = 0;  // entry ranges in PostsolveStack::idx / val
+  double v[10] = {};
+};
+
+struct UndoState {
+  explicit UndoState(std::pmr::memory_resource* mem) : x(mem), y(mem), z(mem), skx(mem), skc(mem) {}
+  Vec<double> x, y, z;
+  Vec<int32_t> skx, skc;
+};
+
+struct PostsolveStack {
+  explicit PostsolveStack(std::pmr::memory_resource* mem)
+      : steps(mem), idx(mem), val(mem), original(mem) {}
+  Vec<Step> steps;
+  Vec<int32_t> idx;
+  Vec<double> val;
+  LpProblem original;  // copy of the input, for the final row activities
+  double tol_x = 1e-8;
+
+  // Appends a record; returns it for the caller to fill the scalar fields.
+  Step& push(StepKind kind) {
+    steps.push_back(Step{kind});
+    Step& s = steps.back();
+    s.begin = s.mid = s.end = static_cast<int64_t>(idx.size());
+    return s;
+  }
+  void add_entry(Step& s, int32_t index, double value) {
+    idx.push_back(index);
+    val.push_back(value);
+    s.end = static_cast<int64_t>(idx.size());
+  }
+  // Closes the first entry range of s; later entries go to the second one.
+  void split(Step& s) { s.mid = static_cast<int64_t>(idx.size()); }
+
+  void undo(UndoState& st) const;
+  // Key of an item with value v in [lo, hi] and dual d (z_j or y_i): at a bound where the
+  // dual's sign allows it, else basic.
+  int32_t key_from_solution(double v, double d, double lo, double hi) const;
+
+ private:
+  void undo_fix_column(const Step& s, UndoState& st) const;
+  void undo_singleton_row(const Step& s, UndoState& st) const;
+  void undo_forcing_row(const Step& s, UndoState& st) const;
+  void undo_substitution(const Step& s, UndoState& st) const;
+  void undo_duplicate_row(const Step& s, UndoState& st) const;
+  void undo_duplicate_column(const Step& s, UndoState& st) const;
+  void undo_slack_column(const Step& s, UndoState& st) const;
+  bool near(double a, double b) const {
+    return a == b || (std::isfinite(b) && std::fabs(a - b) <= tol_x * (1.0 + std::fabs(b)));
+  }
+  int32_t column_key(double x, double l, double u) const;
+  int32_t row_key(double act, double rl, double ru) const;
+};
+
+}  // namespace qubor::presolve

@@ -1,0 +1,223 @@
+// The presolve driver: passes over the reductions, the reduced problem, the log and postsolve.
+//
+// A pass runs the cheap reductions (empty, fixed, singleton, forcing/redundant, dominated,
+// column singletons, doubletons); when a pass changes nothing the expensive ones follow
+// (duplicates, the linear dependency check once, the eliminator) and passes continue while
+// anything changes, up to max_num_pass (64 when automatic) and max_num_reductions.
+#include "presolve/presolve.h"
+
+#include <algorithm>
+
+#include "platform/text.h"
+#include "presolve/presolver.h"
+
+namespace qubor::presolve {
+
+void LpSolution::resize(int32_t n, int32_t m) {
+  const auto nn = static_cast<size_t>(n), mm = static_cast<size_t>(m);
+  xx.assign(nn, 0.0);
+  slx.assign(nn, 0.0);
+  sux.assign(nn, 0.0);
+  skx.assign(nn, kKeyUnknown);
+  xc.assign(mm, 0.0);
+  y.assign(mm, 0.0);
+  slc.assign(mm, 0.0);
+  suc.assign(mm, 0.0);
+  skc.assign(mm, kKeyUnknown);
+}
+
+PresolveResult::PresolveResult(std::pmr::memory_resource* mem)
+    : reduced(mem), row_origin(mem), col_origin(mem), stack(std::make_unique<PostsolveStack>(mem)), mem_(mem) {}
+PresolveResult::~PresolveResult() = default;
+PresolveResult::PresolveResult(PresolveResult&&) noexcept = default;
+PresolveResult& PresolveResult::operator=(PresolveResult&&) noexcept = default;
+
+Presolver::Presolver(const LpProblem& p, const PresolveOptions& opt, PostsolveStack& stack, PresolveStats& stats)
+    : w_(p, opt), opt_(opt), stack_(stack), stats_(stats) {}
+
+PresolveStatus Presolver::run(const LogSink* log) {
+  const int32_t max_pass = opt_.max_num_pass < 0 ? 64 : opt_.max_num_pass;
+  tighten_bounds();
+  bool lindep_done = !opt_.lindep_use;
+  for (int32_t pass = 0; pass < max_pass && can_reduce(); ++pass) {
+    ++stats_.passes;
+    int32_t changed = remove_empty_rows();
+    changed += remove_fixed_and_empty_columns();
+    changed += singleton_rows();
+    changed += remove_fixed_and_empty_columns();
+    changed += forcing_and_redundant_rows();
+    changed += dominated_columns();
+    changed += column_singletons();
+    changed += doubleton_equations();
+    if (changed > 0) continue;
+    changed += duplicate_rows();
+    changed += duplicate_columns();
+    if (!lindep_done && can_reduce()) {
+      linalg::log_printf(log, 2, "Linear dependency checker started.\n");
+      const double t0 = platform::wall_seconds();
+      changed += linear_dependent_rows();
+      stats_.lindep_time += platform::wall_seconds() - t0;
+      lindep_done = true;
+      linalg::log_printf(log, 2, "Linear dependency checker terminated.\n");
+    }
+    if (can_reduce()) {
+      const double t0 = platform::wall_seconds();
+      changed += eliminate_free_columns();
+      stats_.eli_time += platform::wall_seconds() - t0;
+    }
+    if (changed == 0) break;
+  }
+  if (can_reduce()) {
+    remove_empty_rows();
+    remove_fixed_and_empty_columns();
+  }
+  return status_;
+}
+
+namespace {
+
+// The active part of the working problem as an LpProblem, columns sorted by row.
+void build_reduced(const WorkProblem& w, PresolveResult& r) {
+  Vec<int32_t> new_row(static_cast<size_t>(w.m), -1, r.row_origin.get_allocator().resource());
+  for (int32_t i = 0; i < w.m; ++i) {
+    if (!w.row_active[i]) continue;
+    new_row[i] = static_cast<int32_t>(r.row_origin.size());
+    r.row_origin.push_back(i);
+  }
+  LpProblem& p = r.reduced;
+  p.m = static_cast<int32_t>(r.row_origin.size());
+  for (int32_t i : r.row_origin) {
+    p.rl.push_back(w.rl[i]);
+    p.ru.push_back(w.ru[i]);
+  }
+  p.c0 = w.c0;
+  Vec<Entry> col(r.row_origin.get_allocator().resource());
+  for (int32_t j = 0; j < w.n; ++j) {
+    if (!w.col_active[j]) continue;
+    r.col_origin.push_back(j);
+    p.c.push_back(w.c[j]);
+    p.l.push_back(w.l[j]);
+    p.u.push_back(w.u[j]);
+    if (!w.is_int.empty()) p.is_int.push_back(w.is_int[j]);
+    col.assign(w.cols[j].begin(), w.cols[j].end());
+    std::sort(col.begin(), col.end(), [](const Entry& a, const Entry& b) { return a.index < b.index; });
+    for (const Entry& e : col) {
+      p.rowind.push_back(new_row[e.index]);
+      p.val.push_back(e.value);
+    }
+    p.colptr.push_back(static_cast<int64_t>(p.rowind.size()));
+  }
+  p.n = static_cast<int32_t>(r.col_origin.size());
+}
+
+void copy_problem(const LpProblem& from, LpProblem& to) {
+  to.n = from.n;
+  to.m = from.m;
+  to.colptr.assign(from.colptr.begin(), from.colptr.end());
+  to.rowind.assign(from.rowind.begin(), from.rowind.end());
+  to.val.assign(from.val.begin(), from.val.end());
+  to.c.assign(from.c.begin(), from.c.end());
+  to.c0 = from.c0;
+  to.l.assign(from.l.begin(), from.l.end());
+  to.u.assign(from.u.begin(), from.u.end());
+  to.rl.assign(from.rl.begin(), from.rl.end());
+  to.ru.assign(from.ru.begin(), from.ru.end());
+  to.is_int.assign(from.is_int.begin(), from.is_int.end());
+}
+
+void log_summary(const LogSink* log, const PresolveStats& s, PresolveStatus status) {
+  using linalg::log_printf;
+  if (s.eliminated > 0 || s.eli_time > 0)
+    log_printf(log, 1, "Eliminator - tries                  : %-10d time                   : %.2f\n",
+               s.eliminated, s.eli_time);
+  if (s.lindep_time > 0 || s.lindep_rows > 0)
+    log_printf(log, 1, "Lin. dep.  - tries                  : %-10d number                 : %d\n", 1,
+               s.lindep_rows);
+  if (s.lindep_incomplete) log_printf(log, 1, "Lin. dep.  - check stopped at its work limit.\n");
+  log_printf(log, 1, "Presolve terminated. Time: %.2f\n", s.time);
+  log_printf(log, 2, "  %-24s: %d\n", "Passes", s.passes);
+  log_printf(log, 2, "  %-24s: %lld\n", "Reductions", static_cast<long long>(s.reductions));
+  log_printf(log, 1, "  %-24s: %d\n", "Constraints removed", s.rows_before - s.rows_after);
+  log_printf(log, 1, "  %-24s: %d\n", "Variables removed", s.cols_before - s.cols_after);
+  log_printf(log, 1, "  %-24s: %lld\n", "Nonzeros removed", static_cast<long long>(s.nnz_before - s.nnz_after));
+  if (status == PresolveStatus::kPrimalInfeasible) log_printf(log, 1, "Presolve: the problem is primal infeasible.\n");
+  if (status == PresolveStatus::kDualInfeasible) log_printf(log, 1, "Presolve: the problem is dual infeasible.\n");
+}
+
+}  // namespace
+
+PresolveResult presolve(const LpProblem& problem, const PresolveOptions& options, const LogSink* log) {
+  const double t0 = platform::wall_seconds();
+  PresolveResult r(options.mem);
+  PostsolveStack& stack = *r.stack;
+  copy_problem(problem, stack.original);
+  stack.tol_x = std::max(10.0 * options.tol_x, 1e-7);
+  PresolveStats& s = r.stats;
+  s.rows_before = problem.m;
+  s.cols_before = problem.n;
+  s.nnz_before = problem.nnz();
+  if (options.use == 0) {
+    copy_problem(problem, r.reduced);
+    for (int32_t i = 0; i < problem.m; ++i) r.row_origin.push_back(i);
+    for (int32_t j = 0; j < problem.n; ++j) r.col_origin.push_back(j);
+  } else {
+    linalg::log_printf(log, 1, "Presolve started.\n");
+    Presolver engine(problem, options, stack, s);
+    r.status = engine.run(log);
+    if (r.status == PresolveStatus::kReduced) build_reduced(engine.problem(), r);
+  }
+  s.rows_after = r.reduced.m;
+  s.cols_after = r.reduced.n;
+  s.nnz_after = r.reduced.nnz();
+  if (r.status == PresolveStatus::kReduced && r.reduced.m == 0 && r.reduced.n == 0) r.status = PresolveStatus::kSolved;
+  s.time = platform::wall_seconds() - t0;
+  if (options.use != 0) log_summary(log, s, r.status);
+  return r;
+}
+
+LpSolution PresolveResult::postsolve(const LpSolution& rs) const {
+  const LpProblem& p = stack->original;
+  UndoState st(mem_);
+  st.x.assign(static_cast<size_t>(p.n), 0.0);
+  st.z.assign(static_cast<size_t>(p.n), 0.0);
+  st.skx.assign(static_cast<size_t>(p.n), kKeyUnknown);
+  st.y.assign(static_cast<size_t>(p.m), 0.0);
+  st.skc.assign(static_cast<size_t>(p.m), kKeyUnknown);
+  // Without keys from the optimizer, the kept items get keys from their values and duals.
+  const bool keys = !rs.skx.empty();
+  for (size_t k = 0; k < col_origin.size(); ++k) {
+    const int32_t j = col_origin[k];
+    st.x[j] = rs.xx[k];
+    st.z[j] = rs.slx[k] - rs.sux[k];
+    st.skx[j] = keys ? rs.skx[k] : stack->key_from_solution(st.x[j], st.z[j], reduced.l[k], reduced.u[k]);
+  }
+  Vec<double> act(reduced.rl.size(), 0.0, mem_);
+  if (!keys) {
+    for (int32_t k = 0; k < reduced.n; ++k)
+      for (int64_t q = reduced.colptr[k]; q < reduced.colptr[k + 1]; ++q) act[reduced.rowind[q]] += reduced.val[q] * rs.xx[k];
+  }
+  for (size_t k = 0; k < row_origin.size(); ++k) {
+    const int32_t i = row_origin[k];
+    st.y[i] = rs.y[k];
+    st.skc[i] = keys ? rs.skc[k] : stack->key_from_solution(act[k], st.y[i], reduced.rl[k], reduced.ru[k]);
+  }
+  stack->undo(st);
+  LpSolution out(mem_);
+  out.resize(p.n, p.m);
+  for (int32_t j = 0; j < p.n; ++j) {
+    out.xx[j] = st.x[j];
+    out.slx[j] = std::max(st.z[j], 0.0);
+    out.sux[j] = std::max(-st.z[j], 0.0);
+    out.skx[j] = st.skx[j];
+    for (int64_t q = p.colptr[j]; q < p.colptr[j + 1]; ++q) out.xc[p.rowind[q]] += p.val[q] * st.x[j];
+  }
+  for (int32_t i = 0; i < p.m; ++i) {
+    out.y[i] = st.y[i];
+    out.slc[i] = std::max(st.y[i], 0.0);
+    out.suc[i] = std::max(-st.y[i], 0.0);
+    out.skc[i] = st.skc[i];
+  }
+  return out;
+}
+
+}  // namespace qubor::presolve

@@ -1,0 +1,75 @@
+// The presolve engine: the working problem, the postsolve stack being recorded, and the
+// reductions. Primitives (primitives.cpp) change the problem and push the matching postsolve
+// record in one place; each family of reductions (reduce_*.cpp) finds candidates and calls
+// them. Every reduction function returns the number of reductions it made and stops early
+// once a status other than kReduced is set or the reduction budget is used up.
+#pragma once
+
+#include <cstdint>
+
+#include "presolve/postsolve_stack.h"
+#include "presolve/work_problem.h"
+
+namespace qubor::presolve {
+
+class Presolver {
+ public:
+  Presolver(const LpProblem& p, const PresolveOptions& opt, PostsolveStack& stack, PresolveStats& stats);
+
+  // Runs the passes; returns the status. The working problem holds the reduced problem.
+  PresolveStatus run(const LogSink* log);
+  const WorkProblem& problem() const { return w_; }
+
+  // Reduction families.
+  int32_t remove_empty_rows();
+  int32_t remove_fixed_and_empty_columns();
+  int32_t singleton_rows();
+  int32_t forcing_and_redundant_rows();
+  int32_t dominated_columns();
+  int32_t column_singletons();
+  int32_t doubleton_equations();
+  int32_t duplicate_rows();
+  int32_t duplicate_columns();
+  int32_t linear_dependent_rows();
+  int32_t eliminate_free_columns();
+  int32_t tighten_bounds();
+
+  // Primitives: change the working problem and record the undo.
+  void drop_row(int32_t i);                 // dual 0, row basic
+  void fix_column(int32_t j, double value);  // moves c_j x_j into c0 and a_rj x_j into rows
+  // Turns singleton row i (only column j) into bounds of x_j and removes it.
+  void singleton_row_to_bounds(int32_t i, int32_t j);
+  // Forcing row: side +1 means all columns at their activity minimum (= ru), -1 maximum.
+  void force_row(int32_t i, int32_t side);
+  // Eliminates x_j through row i, which must satisfy rl_i == ru_i (the right-hand side).
+  // row_key is the key of row i once restored; partner >= 0 marks a doubleton whose
+  // bounds (l_k, u_k before) were already merged.
+  void substitute(int32_t j, int32_t i, int32_t row_key, int32_t partner, double lk_before, double uk_before);
+
+  int32_t fix_dominated(int32_t j, double zmin, double zmax);
+  int32_t dominated_duplicate(int32_t j, int32_t k, double lambda);
+  // Removes zero-cost singleton x_j of row i, widening the row's sides by x_j's range.
+  void absorb_slack_column(int32_t j, int32_t i);
+  bool can_reduce() const;
+  void set_status(PresolveStatus s) { if (status_ == PresolveStatus::kReduced) status_ = s; }
+  PresolveStatus status() const { return status_; }
+
+ private:
+  double round_lower(int32_t j, double v) const;
+  double round_upper(int32_t j, double v) const;
+  bool bounds_equal(double l, double u) const {
+    return finite(l) && finite(u) && u - l <= opt_.tol_x * (1.0 + std::fabs(l));
+  }
+
+  WorkProblem w_;
+  PresolveOptions opt_;
+  PostsolveStack& stack_;
+  PresolveStats& stats_;
+  PresolveStatus status_ = PresolveStatus::kReduced;
+  int32_t eliminator_rounds_ = 0;
+  int32_t eliminator_cursor_ = 0;
+
+  friend struct PresolverAccess;
+};
+
+}  // namespace qubor::presolve

@@ -1,0 +1,175 @@
+// Duplicate rows and columns: parallel vectors found by hashing the pattern and the values
+// scaled by the first entry, then compared exactly.
+//
+// Rows k = lambda * i: the sides of k, divided by lambda, are intersected with those of i
+// and k is removed. Columns k = lambda * j with c_k = lambda c_j (both continuous): x_j and
+// x_k only occur as x_j + lambda x_k, which becomes one column with the summed bounds.
+#include <algorithm>
+#include <cmath>
+#include <cstring>
+
+#include "presolve/presolver.h"
+
+namespace qubor::presolve {
+
+namespace {
+
+constexpr double kParallelTol = 1e-12;
+
+// Entries sorted by index, then a hash of pattern and scaled values.
+uint64_t vector_hash(Vec<Entry>& list) {
+  std::sort(list.begin(), list.end(), [](const Entry& a, const Entry& b) { return a.index < b.index; });
+  uint64_t h = 1469598103934665603ull;
+  const double first = list.front().value;
+  for (const Entry& e : list) {
+    const double scaled = e.value / first;
+    // Round away the last bits so that equal ratios computed differently hash alike.
+    const int64_t q = static_cast<int64_t>(std::llround(scaled * 1e9));
+    h = (h ^ static_cast<uint64_t>(e.index)) * 1099511628211ull;
+    h = (h ^ static_cast<uint64_t>(q)) * 1099511628211ull;
+  }
+  return h;
+}
+
+// lambda with b = lambda * a when the sorted lists are parallel, else 0.
+double parallel_factor(const Vec<Entry>& a, const Vec<Entry>& b) {
+  if (a.size() != b.size()) return 0.0;
+  const double lambda = b.front().value / a.front().value;
+  for (size_t p = 0; p < a.size(); ++p) {
+    if (a[p].index != b[p].index) return 0.0;
+    if (std::fabs(b[p].value - lambda * a[p].value) > kParallelTol * std::fabs(b[p].value)) return 0.0;
+  }
+  return lambda;
+}
+
+struct Keyed {
+  uint64_t hash;
+  int32_t index;
+};
+
+// Candidates grouped by hash, in index order within a group.
+Vec<Keyed> sorted_hashes(Vec<Vec<Entry>>& lists, const Vec<uint8_t>& active, std::pmr::memory_resource* mem) {
+  Vec<Keyed> keyed(mem);
+  for (int32_t i = 0; i < static_cast<int32_t>(lists.size()); ++i) {
+    if (!active[i] || lists[i].empty()) continue;
+    keyed.push_back({vector_hash(lists[i]), i});
+  }
+  std::sort(keyed.begin(), keyed.end(),
+            [](const Keyed& a, const Keyed& b) { return a.hash != b.hash ? a.hash < b.hash : a.index < b.index; });
+  return keyed;
+}
+
+}  // namespace
+
+int32_t Presolver::duplicate_rows() {
+  int32_t count = 0;
+  Vec<Keyed> keyed = sorted_hashes(w_.rows, w_.row_active, opt_.mem);
+  for (size_t g = 0; g < keyed.size() && can_reduce();) {
+    size_t end = g + 1;
+    while (end < keyed.size() && keyed[end].hash == keyed[g].hash) ++end;
+    for (size_t p = g; p < end && can_reduce(); ++p) {
+      const int32_t i = keyed[p].index;
+      if (!w_.row_active[i]) continue;
+      for (size_t q = p + 1; q < end && can_reduce(); ++q) {
+        const int32_t k = keyed[q].index;
+        if (!w_.row_active[k]) continue;
+        const double lambda = parallel_factor(w_.rows[i], w_.rows[k]);
+        if (lambda == 0.0) continue;
+        const double lo = lambda > 0 ? w_.rl[k] / lambda : w_.ru[k] / lambda;
+        const double hi = lambda > 0 ? w_.ru[k] / lambda : w_.rl[k] / lambda;
+        Step& s = stack_.push(StepKind::kDuplicateRow);
+        s.row = i;
+        s.other = k;
+        s.v[0] = lambda;
+        s.v[1] = w_.rl[i];
+        s.v[2] = w_.ru[i];
+        s.v[3] = w_.rl[k];
+        s.v[4] = w_.ru[k];
+        for (const Entry& e : w_.rows[i]) stack_.add_entry(s, e.index, e.value);
+        if (lo > w_.rl[i] + scaled_tol(opt_.tol_s, w_.rl[i])) w_.rl[i] = lo;
+        if (hi < w_.ru[i] - scaled_tol(opt_.tol_s, w_.ru[i])) w_.ru[i] = hi;
+        if (w_.rl[i] > w_.ru[i]) {
+          if (!bounds_equal(w_.ru[i], w_.rl[i])) {
+            set_status(PresolveStatus::kPrimalInfeasible);
+            return count;
+          }
+          w_.rl[i] = w_.ru[i] = 0.5 * (w_.rl[i] + w_.ru[i]);
+        }
+        s.v[5] = w_.rl[i];
+        s.v[6] = w_.ru[i];
+        w_.remove_row(k);
+        ++stats_.reductions;
+        ++count;
+      }
+    }
+    g = end;
+  }
+  return count;
+}
+
+// Columns k = lambda * j with d = c_k - lambda c_j != 0: z_k = d + lambda z_j. When the
+// bounds of x_j fix the sign of lambda z_j (an infinite bound of x_j forbids one sign of z_j)
+// to that of d, z_k never vanishes and x_k sits at a bound; likewise with the roles swapped.
+// Returns 1 when a column was fixed, 0 when not, -1 on dual infeasibility.
+int32_t Presolver::dominated_duplicate(int32_t j, int32_t k, double lambda) {
+  for (int turn = 0; turn < 2; ++turn) {
+    const int32_t a = turn == 0 ? j : k, b = turn == 0 ? k : j;  // b = lam * a
+    const double lam = turn == 0 ? lambda : 1.0 / lambda;
+    const double d = w_.c[b] - lam * w_.c[a];
+    // z_a >= 0 when u_a is infinite, <= 0 when l_a is.
+    const bool lam_z_nonneg = lam > 0 ? !finite(w_.u[a]) : !finite(w_.l[a]);
+    const bool lam_z_nonpos = lam > 0 ? !finite(w_.l[a]) : !finite(w_.u[a]);
+    double zmin = -kInf, zmax = kInf;
+    if (lam_z_nonneg) zmin = d;
+    if (lam_z_nonpos) zmax = d;
+    const int32_t r = fix_dominated(b, zmin, zmax);
+    if (r < 0) set_status(PresolveStatus::kDualInfeasible);
+    if (r != 0) return r;
+  }
+  return 0;
+}
+
+int32_t Presolver::duplicate_columns() {
+  int32_t count = 0;
+  Vec<Keyed> keyed = sorted_hashes(w_.cols, w_.col_active, opt_.mem);
+  for (size_t g = 0; g < keyed.size() && can_reduce();) {
+    size_t end = g + 1;
+    while (end < keyed.size() && keyed[end].hash == keyed[g].hash) ++end;
+    for (size_t p = g; p < end && can_reduce(); ++p) {
+      const int32_t j = keyed[p].index;
+      if (!w_.col_active[j] || w_.integer(j)) continue;
+      for (size_t q = p + 1; q < end && can_reduce(); ++q) {
+        const int32_t k = keyed[q].index;
+        if (!w_.col_active[k] || w_.integer(k)) continue;
+        const double lambda = parallel_factor(w_.cols[j], w_.cols[k]);
+        if (lambda == 0.0) continue;
+        if (std::fabs(w_.c[k] - lambda * w_.c[j]) > opt_.tol_s * (1.0 + std::fabs(w_.c[k]))) {
+          const int32_t r = dominated_duplicate(j, k, lambda);
+          if (r < 0) return count;
+          count += r;
+          if (!w_.col_active[j]) break;
+          continue;
+        }
+        Step& s = stack_.push(StepKind::kDuplicateColumn);
+        s.col = j;
+        s.other = k;
+        s.v[0] = lambda;
+        s.v[1] = w_.l[j];
+        s.v[2] = w_.u[j];
+        s.v[3] = w_.l[k];
+        s.v[4] = w_.u[k];
+        const double add_lo = lambda > 0 ? lambda * w_.l[k] : lambda * w_.u[k];
+        const double add_hi = lambda > 0 ? lambda * w_.u[k] : lambda * w_.l[k];
+        w_.l[j] = finite(w_.l[j]) && finite(add_lo) ? w_.l[j] + add_lo : -kInf;
+        w_.u[j] = finite(w_.u[j]) && finite(add_hi) ? w_.u[j] + add_hi : kInf;
+        w_.remove_col(k);
+        ++stats_.reductions;
+        ++count;
+      }
+    }
+    g = end;
+  }
+  return count;
+}
+
+}  // namespace qubor::presolve

@@ -1,0 +1,193 @@
+// Substitutions: free and implied-free column singletons, doubleton equations, and the
+// eliminator for free columns with fill control. All go through Presolver::substitute.
+//
+// x_j is implied free when the rows it appears in, with the bounds of their other columns,
+// already keep x_j inside [l_j, u_j]; its own bounds can then be dropped and x_j expressed
+// through one equality row. A column singleton in an inequality row: with y_i = c_j / a_ij
+// the optimum puts the row on the side that sign of y_i allows, so the row is fixed there
+// first. A zero-cost singleton that is not implied free is a slack: its range widens the
+// row's sides and it goes. Doubleton equation a_j x_j + a_k x_k = b: x_j's bounds move to x_k, then x_j is
+// substituted. Integer columns are never substituted out.
+#include <algorithm>
+#include <cmath>
+
+#include "presolve/presolver.h"
+
+namespace qubor::presolve {
+
+namespace {
+
+// Smallest |pivot| accepted relative to the largest entry it is compared with.
+constexpr double kPivotTol = 1e-2;
+
+// Bounds of x_j implied by row i: a x_j = activity - rest, activity in [rl, ru].
+void implied_bounds(const WorkProblem& w, int32_t i, int32_t j, double a, double& lo, double& hi) {
+  const ActivityBounds rest = w.activity_without(i, j);
+  const double t_lo = w.rl[i] - rest.hi();  // a x_j >= t_lo
+  const double t_hi = w.ru[i] - rest.lo();  // a x_j <= t_hi
+  if (a > 0) {
+    lo = finite(t_lo) ? t_lo / a : -kInf;
+    hi = finite(t_hi) ? t_hi / a : kInf;
+  } else {
+    lo = finite(t_hi) ? t_hi / a : -kInf;
+    hi = finite(t_lo) ? t_lo / a : kInf;
+  }
+}
+
+double max_abs(const Vec<Entry>& list) {
+  double v = 0.0;
+  for (const Entry& e : list) v = std::max(v, std::fabs(e.value));
+  return v;
+}
+
+}  // namespace
+
+// True when x_j stays within its bounds on every point satisfying its rows.
+static bool implied_free(const WorkProblem& w, int32_t j, double tol) {
+  double lo = -kInf, hi = kInf;
+  const bool need_lo = finite(w.l[j]), need_hi = finite(w.u[j]);
+  if (!need_lo && !need_hi) return true;
+  for (const Entry& e : w.cols[j]) {
+    double rlo, rhi;
+    implied_bounds(w, e.index, j, e.value, rlo, rhi);
+    lo = std::max(lo, rlo);
+    hi = std::min(hi, rhi);
+  }
+  return (!need_lo || lo >= w.l[j] - scaled_tol(tol, w.l[j])) &&
+         (!need_hi || hi <= w.u[j] + scaled_tol(tol, w.u[j]));
+}
+
+int32_t Presolver::column_singletons() {
+  int32_t count = 0;
+  for (int32_t j = 0; j < w_.n && can_reduce(); ++j) {
+    if (!w_.col_active[j] || w_.integer(j) || w_.cols[j].size() != 1) continue;
+    const int32_t i = w_.cols[j].front().index;
+    const double a = w_.cols[j].front().value;
+    if (w_.rows[i].size() < 2) continue;
+    const bool free_col = implied_free(w_, j, opt_.tol_x);
+    if (!free_col || std::fabs(a) < kPivotTol * max_abs(w_.rows[i])) {
+      if (w_.c[j] == 0.0) {
+        absorb_slack_column(j, i);
+        ++count;
+      }
+      continue;
+    }
+    int32_t key = kKeyFixed;
+    if (w_.rl[i] != w_.ru[i]) {
+      // The row's dual is y_i = c_j / a; the row settles on the side that sign allows.
+      const double y = w_.c[j] / a;
+      const bool lower = y > 0 || (y == 0 && finite(w_.rl[i]));
+      const double side = lower ? w_.rl[i] : w_.ru[i];
+      if (!finite(side)) {
+        if (y == 0) continue;  // a free row; removed elsewhere
+        set_status(PresolveStatus::kDualInfeasible);
+        return count;
+      }
+      w_.rl[i] = w_.ru[i] = side;
+      key = lower ? kKeyLower : kKeyUpper;
+    }
+    substitute(j, i, key, -1, 0.0, 0.0);
+    ++count;
+  }
+  return count;
+}
+
+int32_t Presolver::doubleton_equations() {
+  int32_t count = 0;
+  for (int32_t i = 0; i < w_.m && can_reduce(); ++i) {
+    if (!w_.row_active[i] || w_.rows[i].size() != 2 || w_.rl[i] != w_.ru[i]) continue;
+    Entry e0 = w_.rows[i][0], e1 = w_.rows[i][1];
+    // Eliminate the continuous column with the shorter list, pivot permitting.
+    auto usable = [&](const Entry& e, const Entry& o) {
+      return !w_.integer(e.index) && std::fabs(e.value) >= kPivotTol * std::fabs(o.value);
+    };
+    const bool ok0 = usable(e0, e1), ok1 = usable(e1, e0);
+    if (!ok0 && !ok1) continue;
+    if (!ok0 || (ok1 && w_.cols[e1.index].size() < w_.cols[e0.index].size())) std::swap(e0, e1);
+    const int32_t j = e0.index, k = e1.index;
+    const double aj = e0.value, ak = e1.value, b = w_.rl[i];
+    // x_k = (b - aj x_j) / ak with x_j in [l_j, u_j].
+    const double t_lo = aj > 0 ? aj * w_.l[j] : aj * w_.u[j];
+    const double t_hi = aj > 0 ? aj * w_.u[j] : aj * w_.l[j];
+    double lo = ak > 0 ? (b - t_hi) / ak : (b - t_lo) / ak;
+    double hi = ak > 0 ? (b - t_lo) / ak : (b - t_hi) / ak;
+    lo = round_lower(k, lo);
+    hi = round_upper(k, hi);
+    const double lkb = w_.l[k], ukb = w_.u[k];
+    if (lo > lkb + scaled_tol(opt_.tol_x, lkb)) w_.l[k] = lo;
+    if (hi < ukb - scaled_tol(opt_.tol_x, ukb)) w_.u[k] = hi;
+    if (w_.l[k] > w_.u[k]) {
+      if (!bounds_equal(w_.u[k], w_.l[k])) {
+        set_status(PresolveStatus::kPrimalInfeasible);
+        return count;
+      }
+      w_.l[k] = w_.u[k] = 0.5 * (w_.l[k] + w_.u[k]);
+    }
+    substitute(j, i, kKeyFixed, k, lkb, ukb);
+    ++count;
+  }
+  return count;
+}
+
+// Free (or implied-free) columns are substituted out through the equality row whose
+// elimination changes the number of nonzeros least: the entries of row i that rows of column
+// j lack are new, column j and row i go.
+namespace {
+
+int64_t net_fill(WorkProblem& w, int32_t j, int32_t i) {
+  int64_t added = 0;
+  for (const Entry& e : w.cols[j]) {
+    if (e.index == i) continue;
+    for (const Entry& t : w.rows[e.index]) w.scratch[t.index] = 1;
+    for (const Entry& t : w.rows[i])
+      if (t.index != j && w.scratch[t.index] < 0) ++added;
+    for (const Entry& t : w.rows[e.index]) w.scratch[t.index] = -1;
+  }
+  return added - static_cast<int64_t>(w.cols[j].size() + w.rows[i].size() - 1);
+}
+
+}  // namespace
+
+int32_t Presolver::eliminate_free_columns() {
+  if (opt_.eliminator_max_num_tries == 0) return 0;
+  // Automatic: bounded by the passes.
+  const int32_t max_rounds = opt_.eliminator_max_num_tries < 0 ? 64 : opt_.eliminator_max_num_tries;
+  if (eliminator_rounds_ >= max_rounds) return 0;
+  ++eliminator_rounds_;
+  const int64_t max_fill = opt_.eliminator_max_fill < 0 ? 3 : opt_.eliminator_max_fill;
+  // Each round may touch about ten times the nonzeros; dense rows would make it quadratic.
+  const int64_t budget = 10 * w_.nnz + 100000;
+  int64_t work = 0;
+  int32_t count = 0;
+  // A round that runs out of work resumes where the previous one stopped.
+  int32_t step = 0;
+  for (; step < w_.n && can_reduce() && work < budget; ++step) {
+    const int32_t j = (eliminator_cursor_ + step) % w_.n;
+    if (!w_.col_active[j] || w_.integer(j) || w_.cols[j].size() < 2) continue;
+    const auto& col = w_.cols[j];
+    const double col_max = max_abs(col);
+    int32_t best = -1;
+    int64_t best_fill = max_fill + 1;
+    for (const Entry& e : col) {
+      const int32_t i = e.index;
+      if (w_.rl[i] != w_.ru[i] || std::fabs(e.value) < kPivotTol * col_max) continue;
+      // The product bounds the new entries; only promising pairs are counted exactly.
+      const int64_t bound = static_cast<int64_t>(w_.rows[i].size() - 1) * static_cast<int64_t>(col.size() - 1);
+      if (bound > 400) continue;
+      work += bound + static_cast<int64_t>(col.size() * w_.rows[i].size());
+      const int64_t fill = net_fill(w_, j, i);
+      if (fill < best_fill) {
+        best_fill = fill;
+        best = i;
+      }
+    }
+    if (best < 0 || !implied_free(w_, j, opt_.tol_x)) continue;
+    substitute(j, best, kKeyFixed, -1, 0.0, 0.0);
+    ++stats_.eliminated;
+    ++count;
+  }
+  eliminator_cursor_ = w_.n > 0 ? (eliminator_cursor_ + step) % w_.n : 0;
+  return count;
+}
+
+}  // namespace qubor::presolve

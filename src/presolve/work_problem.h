@@ -1,0 +1,57 @@
+// The problem as the reductions see it: rows and columns as unordered entry lists kept in
+// step (every nonzero a_ij is in row i's list and in column j's list), with removed rows and
+// columns marked inactive. Every change of data goes through these functions so that the two
+// views never disagree; coefficients below tol_aij are dropped when they arise from fill.
+#pragma once
+
+#include <cstdint>
+
+#include "presolve/presolve.h"
+
+namespace qubor::presolve {
+
+struct Entry {
+  int32_t index;
+  double value;
+};
+
+struct ActivityBounds {
+  double min = 0.0, max = 0.0;  // finite part of the extreme activities
+  int32_t min_inf = 0, max_inf = 0;  // number of infinite contributions
+  double lo() const { return min_inf > 0 ? -kInf : min; }
+  double hi() const { return max_inf > 0 ? kInf : max; }
+};
+
+struct WorkProblem {
+  WorkProblem(const LpProblem& p, const PresolveOptions& opt);
+
+  int32_t n, m;
+  Vec<Vec<Entry>> cols, rows;
+  Vec<double> c, l, u, rl, ru;
+  double c0;
+  Vec<uint8_t> is_int, col_active, row_active;
+  int32_t active_rows, active_cols;
+  int64_t nnz;
+  double tol_aij;
+  Vec<int32_t> scratch;  // n entries, -1 between uses
+
+  bool integer(int32_t j) const { return !is_int.empty() && is_int[static_cast<size_t>(j)] != 0; }
+  double coef(int32_t i, int32_t j) const;
+  // Adds delta to a_ij, creating the entry when absent and dropping it when it becomes tiny.
+  void add_to_entry(int32_t i, int32_t j, double delta);
+  void remove_entry(int32_t i, int32_t j);
+  // Removes a row from every column list and marks it inactive.
+  void remove_row(int32_t i);
+  // Removes a column from every row list and marks it inactive.
+  void remove_col(int32_t j);
+  ActivityBounds activity(int32_t i) const;
+  // Activity bounds of row i without column j's term.
+  ActivityBounds activity_without(int32_t i, int32_t j) const;
+};
+
+// Helpers on bounds with infinities.
+inline bool finite(double v) { return std::isfinite(v); }
+// Zero at infinite values, so that `bound + scaled_tol` stays a valid comparison.
+inline double scaled_tol(double tol, double v) { return finite(v) ? tol * (1.0 + std::fabs(v)) : 0.0; }
+
+}  // namespace qubor::presolve

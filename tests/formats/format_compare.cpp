@@ -1,0 +1,120 @@
+#include <cmath>
+#include <string>
+#include <vector>
+
+#include "format_fixture.h"
+
+namespace {
+
+void near(double x, double y, double tol, const std::string& what) {
+  if (x == y) return;
+  const double scale = std::max({1.0, std::fabs(x), std::fabs(y)});
+  EXPECT_LE(std::fabs(x - y), tol * scale) << what << ": " << x << " vs " << y;
+}
+
+std::string var_name(QBRtask_t t, QBRint32t j) {
+  char buf[1024] = {0};
+  QBR_getvarname(t, j, sizeof buf, buf);
+  return buf;
+}
+
+std::string con_name(QBRtask_t t, QBRint32t i) {
+  char buf[1024] = {0};
+  QBR_getconname(t, i, sizeof buf, buf);
+  return buf;
+}
+
+}  // namespace
+
+void expect_same_problem(QBRtask_t a, QBRtask_t b, double tol, bool names) {
+  QBRint32t na = 0, nb = 0, ma = 0, mb = 0;
+  QBR_getnumvar(a, &na);
+  QBR_getnumvar(b, &nb);
+  QBR_getnumcon(a, &ma);
+  QBR_getnumcon(b, &mb);
+  ASSERT_EQ(na, nb);
+  ASSERT_EQ(ma, mb);
+  QBRint32t sa = 0, sb = 0;
+  QBR_getobjsense(a, &sa);
+  QBR_getobjsense(b, &sb);
+  EXPECT_EQ(sa, sb);
+  double fa = 0, fb = 0;
+  QBR_getcfix(a, &fa);
+  QBR_getcfix(b, &fb);
+  near(fa, fb, tol, "cfix");
+  for (QBRint32t j = 0; j < na; ++j) {
+    QBRint32t bka, bkb, ta, tb;
+    double la, ua, lb, ub, ca, cb;
+    QBR_getvarbound(a, j, &bka, &la, &ua);
+    QBR_getvarbound(b, j, &bkb, &lb, &ub);
+    ASSERT_EQ(bka, bkb) << "variable " << j;
+    if (bka != QBR_BK_UP && bka != QBR_BK_FR) near(la, lb, tol, "bl");
+    if (bka != QBR_BK_LO && bka != QBR_BK_FR) near(ua, ub, tol, "bu");
+    QBR_getvartype(a, j, &ta);
+    QBR_getvartype(b, j, &tb);
+    EXPECT_EQ(ta, tb);
+    QBR_getcj(a, j, &ca);
+    QBR_getcj(b, j, &cb);
+    near(ca, cb, tol, "c");
+    if (names) {
+      EXPECT_EQ(var_name(a, j), var_name(b, j));
+    }
+    QBRint32t nza = 0, nzb = 0;
+    QBR_getacolnumnz(a, j, &nza);
+    QBR_getacolnumnz(b, j, &nzb);
+    ASSERT_EQ(nza, nzb) << "column " << j;
+    std::vector<QBRint32t> sia(nza), sib(nzb);
+    std::vector<double> va(nza), vb(nzb);
+    QBR_getacol(a, j, &nza, sia.data(), va.data());
+    QBR_getacol(b, j, &nzb, sib.data(), vb.data());
+    for (QBRint32t k = 0; k < nza; ++k) {
+      double x = 0, y = 0;
+      QBR_getaij(a, sia[k], j, &x);
+      QBR_getaij(b, sia[k], j, &y);
+      near(x, y, tol, "a");
+    }
+  }
+  for (QBRint32t i = 0; i < ma; ++i) {
+    QBRint32t bka, bkb;
+    double la, ua, lb, ub;
+    QBR_getconbound(a, i, &bka, &la, &ua);
+    QBR_getconbound(b, i, &bkb, &lb, &ub);
+    ASSERT_EQ(bka, bkb) << "constraint " << i;
+    if (bka != QBR_BK_UP && bka != QBR_BK_FR) near(la, lb, tol, "blc");
+    if (bka != QBR_BK_LO && bka != QBR_BK_FR) near(ua, ub, tol, "buc");
+    if (names) {
+      EXPECT_EQ(con_name(a, i), con_name(b, i));
+    }
+    QBRint64t qa = 0, qb = 0;
+    QBR_getnumqconknz(a, i, &qa);
+    QBR_getnumqconknz(b, i, &qb);
+    EXPECT_EQ(qa, qb);
+  }
+  QBRint64t qa = 0, qb = 0;
+  QBR_getnumqobjnz(a, &qa);
+  QBR_getnumqobjnz(b, &qb);
+  ASSERT_EQ(qa, qb);
+  std::vector<QBRint32t> qi(qa), qj(qa);
+  std::vector<double> qv(qa);
+  QBRint64t got = 0;
+  QBR_getqobj64(a, qa, &got, qi.data(), qj.data(), qv.data());
+  for (QBRint64t k = 0; k < got; ++k) {
+    double y = 0;
+    QBR_getqobjij(b, qi[k], qj[k], &y);
+    near(qv[k], y, tol, "q");
+  }
+  QBRint32t ka = 0, kb = 0;
+  QBR_getnumcone(a, &ka);
+  QBR_getnumcone(b, &kb);
+  ASSERT_EQ(ka, kb);
+  for (QBRint32t k = 0; k < ka; ++k) {
+    QBRint32t cta, ctb, nma, nmb;
+    double pa, pb;
+    std::vector<QBRint32t> ma_(na), mb_(nb);
+    QBR_getcone(a, k, &cta, &pa, &nma, ma_.data());
+    QBR_getcone(b, k, &ctb, &pb, &nmb, mb_.data());
+    EXPECT_EQ(cta, ctb);
+    ASSERT_EQ(nma, nmb);
+    for (QBRint32t m = 0; m < nma; ++m) EXPECT_EQ(ma_[m], mb_[m]);
+  }
+}

@@ -1,0 +1,160 @@
+// The file frame: name resolution, forced formats, PTF and unknown formats, open failures,
+// callbacks around a read, emptying the task, the read information items and the summary.
+#include <string>
+
+#include "format_fixture.h"
+
+namespace {
+
+const char* kSmall =
+    "NAME\nROWS\n N obj\n L c\nCOLUMNS\n    x obj 1 c 1\n    m 'MARKER' 'INTORG'\n    y c 1\n"
+    "    m 'MARKER' 'INTEND'\nRHS\n    rhs c 4\nENDATA\n";
+
+struct CallbackLog {
+  std::vector<QBRint32t> codes;
+  QBRint32t answer_begin = 0;
+};
+
+QBRint32t record(QBRtask_t, void* h, QBRint32t caller, const QBRrealt*, const QBRint32t*, const QBRint64t*) {
+  auto* log = static_cast<CallbackLog*>(h);
+  log->codes.push_back(caller);
+  return caller == QBR_CALLBACK_BEGIN_READ ? log->answer_begin : 0;
+}
+
+}  // namespace
+
+class Frame : public FormatTest {};
+
+TEST_F(Frame, NullAndEmptyNames) {
+  EXPECT_EQ(QBR_readdata(task, nullptr), QBR_RES_ERR_FILE_OPEN);
+  EXPECT_EQ(QBR_writedata(task, nullptr), QBR_RES_ERR_FILE_OPEN);
+  EXPECT_EQ(QBR_readdataautoformat(task, nullptr), QBR_RES_ERR_INVALID_FILE_NAME);
+  const std::string path = write_text("default.mps", kSmall);
+  ASSERT_EQ(QBR_putstrparam(task, QBR_SPAR_DATA_FILE_NAME, path.c_str()), QBR_RES_OK);
+  EXPECT_EQ(QBR_readdata(task, nullptr), QBR_RES_OK);
+  EXPECT_EQ(numvar(), 2);
+  EXPECT_EQ(QBR_readdata(task, "/nonexistent/file.mps"), QBR_RES_ERR_FILE_OPEN);
+  EXPECT_EQ(last_message(), "The file '/nonexistent/file.mps' could not be opened.");
+  EXPECT_EQ(QBR_readdata(nullptr, "x.mps"), QBR_RES_ERR_NULL_TASK);
+}
+
+TEST_F(Frame, OpenLineAndForcedFormat) {
+  const std::string path = write_text("really_mps.lp", kSmall);
+  EXPECT_NE(QBR_readdata(task, path.c_str()), QBR_RES_OK);  // read as LP, which it is not
+  log.text.clear();
+  EXPECT_EQ(QBR_readdataformat(task, path.c_str(), QBR_DATA_FORMAT_MPS, QBR_COMPRESS_NONE), QBR_RES_OK);
+  EXPECT_NE(log.text.find("Open file '" + path + "'\n"), std::string::npos);
+  QBR_putintparam(task, QBR_IPAR_LOG_LOCAL_INFO, 0);
+  log.text.clear();
+  EXPECT_EQ(QBR_readdataformat(task, path.c_str(), QBR_DATA_FORMAT_MPS, QBR_COMPRESS_NONE), QBR_RES_OK);
+  EXPECT_EQ(log.text.find("Open file"), std::string::npos);
+}
+
+TEST_F(Frame, CompressionFromSuffixAndForced) {
+  const std::string plain = write_text("c.mps", kSmall);
+  ASSERT_EQ(QBR_readdata(task, plain.c_str()), QBR_RES_OK);
+  for (const char* name : {"c.mps.gz", "c.mps.zst", "c.gz"}) {
+    const std::string path = temp_path(name);
+    ASSERT_EQ(QBR_writedata(task, path.c_str()), QBR_RES_OK) << name;
+    ASSERT_EQ(QBR_readdata(task, path.c_str()), QBR_RES_OK) << name;
+    EXPECT_EQ(numvar(), 2) << name;
+  }
+  // A gzip file under a plain name, with the compression forced.
+  const std::string gz = temp_path("c.mps.gz");
+  const std::string hidden = write_text("hidden.bin", read_text(gz));
+  EXPECT_EQ(QBR_readdataformat(task, hidden.c_str(), QBR_DATA_FORMAT_MPS, QBR_COMPRESS_GZIP), QBR_RES_OK);
+  EXPECT_NE(QBR_readdataformat(task, hidden.c_str(), QBR_DATA_FORMAT_MPS, QBR_COMPRESS_NONE), QBR_RES_OK);
+}
+
+TEST_F(Frame, FormatsWithoutAReader) {
+  const std::string ptf = write_text("m.ptf", "whatever\n");
+  EXPECT_EQ(QBR_readdata(task, ptf.c_str()), QBR_RES_ERR_READ_FORMAT);
+  const std::string mps = write_text("m.mps", kSmall);
+  EXPECT_EQ(QBR_readdataformat(task, mps.c_str(), 9, QBR_COMPRESS_NONE), QBR_RES_ERR_READ_FORMAT);
+  EXPECT_EQ(QBR_readdataformat(task, mps.c_str(), -1, QBR_COMPRESS_NONE), QBR_RES_ERR_READ_FORMAT);
+}
+
+TEST_F(Frame, IncompatibleItemsAreRefusedBeforeWriting) {
+  ASSERT_EQ(QBR_appendvars(task, 2), QBR_RES_OK);
+  const QBRint32t sub[] = {0, 1};
+  ASSERT_EQ(QBR_appendcone(task, QBR_CT_QUAD, 0.0, 2, sub), QBR_RES_OK);
+  EXPECT_EQ(QBR_writedata(task, temp_path("cone.lp").c_str()), QBR_RES_ERR_INVALID_FILE_FORMAT_FOR_CONES);
+  const QBRint32t dim[] = {2};
+  ASSERT_EQ(QBR_appendbarvars(task, 1, dim), QBR_RES_OK);
+  EXPECT_EQ(QBR_writedata(task, temp_path("sym.lp").c_str()), QBR_RES_ERR_INVALID_FILE_FORMAT_FOR_SYM_MAT);
+  EXPECT_EQ(last_message(), "The LP format cannot hold symmetric matrix variables.");
+  EXPECT_EQ(QBR_writedata(task, temp_path("sym.opf").c_str()), QBR_RES_ERR_INVALID_FILE_FORMAT_FOR_SYM_MAT);
+}
+
+TEST_F(Frame, CallbacksAroundTheRead) {
+  CallbackLog cb;
+  ASSERT_EQ(QBR_putcallbackfunc(task, record, &cb), QBR_RES_OK);
+  const std::string path = write_text("cb.mps", kSmall);
+  ASSERT_EQ(QBR_readdata(task, path.c_str()), QBR_RES_OK);
+  ASSERT_EQ(cb.codes.size(), 2u);
+  EXPECT_EQ(cb.codes[0], QBR_CALLBACK_BEGIN_READ);
+  EXPECT_EQ(cb.codes[1], QBR_CALLBACK_END_READ);
+  // A nonzero answer at the start ends the call with that answer, the task untouched.
+  cb.answer_begin = 4242;
+  const std::string other = write_text("cb2.mps", "NAME\nROWS\n N obj\nCOLUMNS\n    z obj 1\nENDATA\n");
+  EXPECT_EQ(QBR_readdata(task, other.c_str()), 4242);
+  EXPECT_EQ(numvar(), 2);
+}
+
+TEST_F(Frame, ReadEmptiesTheTaskFirst) {
+  ASSERT_EQ(QBR_appendvars(task, 7), QBR_RES_OK);
+  ASSERT_EQ(QBR_appendcons(task, 3), QBR_RES_OK);
+  QBR_putcfix(task, 99.0);
+  QBR_putobjsense(task, QBR_OBJECTIVE_SENSE_MAXIMIZE);
+  const std::string path = write_text("e.mps", kSmall);
+  ASSERT_EQ(QBR_readdata(task, path.c_str()), QBR_RES_OK);
+  EXPECT_EQ(numvar(), 2);
+  EXPECT_EQ(numcon(), 1);
+  double cfix = -1;
+  QBR_getcfix(task, &cfix);
+  EXPECT_EQ(cfix, 0.0);
+  QBRint32t sense = -1;
+  QBR_getobjsense(task, &sense);
+  EXPECT_EQ(sense, QBR_OBJECTIVE_SENSE_MINIMIZE);
+}
+
+TEST_F(Frame, ReadInformationAndSummary) {
+  const std::string path = write_text("info.mps", kSmall);
+  ASSERT_EQ(QBR_readdata(task, path.c_str()), QBR_RES_OK);
+  QBRint32t v = -1;
+  QBR_getintinf(task, QBR_IINF_RD_NUMVAR, &v);
+  EXPECT_EQ(v, 2);
+  QBR_getintinf(task, QBR_IINF_RD_NUMCON, &v);
+  EXPECT_EQ(v, 1);
+  QBR_getintinf(task, QBR_IINF_RD_NUMINTVAR, &v);
+  EXPECT_EQ(v, 1);
+  QBR_getintinf(task, QBR_IINF_RD_PROTYPE, &v);
+  EXPECT_EQ(v, QBR_PROBTYPE_LO);
+  QBRint64t nz = -1;
+  QBR_getlintinf(task, QBR_LIINF_RD_NUMANZ, &nz);
+  EXPECT_EQ(nz, 2);
+  double time = -1;
+  QBR_getdouinf(task, QBR_DINF_RD_TIME, &time);
+  EXPECT_GE(time, 0.0);
+  msg.text.clear();
+  ASSERT_EQ(QBR_readsummary(task, QBR_STREAM_MSG), QBR_RES_OK);
+  EXPECT_EQ(msg.text.substr(0, msg.text.find("  Time")),
+            "\nRead summary\n"
+            "  Type             : LO (linear optimization problem)\n"
+            "  Objective sense  : MINIMIZE\n"
+            "  Scalar variables : 2           \n"
+            "  Matrix variables : 0           \n"
+            "  Constraints      : 1           \n"
+            "  Cones            : 0           \n");
+  EXPECT_EQ(QBR_readsummary(task, 7), QBR_RES_ERR_INVALID_STREAM);
+}
+
+TEST_F(Frame, WriteLogLinesAndUnwritableFile) {
+  const std::string path = write_text("w.mps", kSmall);
+  ASSERT_EQ(QBR_readdata(task, path.c_str()), QBR_RES_OK);
+  log.text.clear();
+  ASSERT_EQ(QBR_writedata(task, temp_path("w2.mps").c_str()), QBR_RES_OK);
+  EXPECT_NE(log.text.find("Start writing.\n"), std::string::npos);
+  EXPECT_NE(log.text.find("done writing. Time: "), std::string::npos);
+  EXPECT_EQ(QBR_writedata(task, "/nonexistent/dir/w.mps"), QBR_RES_ERR_FILE_OPEN);
+}

@@ -1,0 +1,121 @@
+// The compressed file streams: round trips through gzip and zstd at several sizes and
+// levels, concatenated gzip members, truncated files, and the in-memory input.
+#include <gtest/gtest.h>
+
+#include <cstdio>
+#include <memory>
+#include <random>
+#include <string>
+
+#include "format_fixture.h"
+#include "platform/file_stream.h"
+
+using namespace qubor::platform;
+
+namespace {
+
+std::string read_all(InStream& in, size_t piece, bool* failed) {
+  std::string out;
+  std::string buf(piece, '\0');
+  *failed = false;
+  for (;;) {
+    ptrdiff_t r = in.read(buf.data(), buf.size());
+    if (r < 0) {
+      *failed = true;
+      return out;
+    }
+    if (r == 0) return out;
+    out.append(buf.data(), static_cast<size_t>(r));
+  }
+}
+
+std::string sample(size_t n) {
+  std::mt19937 rng(7);
+  std::string s;
+  while (s.size() < n)
+    s += "    X" + std::to_string(rng() % 1000) + "  ROW" + std::to_string(rng() % 50) + "  1.5\n";
+  s.resize(n);
+  return s;
+}
+
+void write_file(const std::string& path, Compression kind, int level, const std::string& data) {
+  std::unique_ptr<OutStream> out;
+  ASSERT_EQ(open_output(path.c_str(), kind, level, &out), OpenStatus::kOk);
+  // Uneven pieces exercise the buffering.
+  for (size_t k = 0; k < data.size();) {
+    size_t n = std::min<size_t>(data.size() - k, 1 + (k % 70001));
+    ASSERT_TRUE(out->write(data.data() + k, n));
+    k += n;
+  }
+  ASSERT_TRUE(out->close());
+}
+
+}  // namespace
+
+TEST(FileStream, RoundTripEveryKind) {
+  for (Compression kind : {Compression::kNone, Compression::kGzip, Compression::kZstd}) {
+    for (size_t n : {size_t{0}, size_t{1}, size_t{4095}, size_t{3} << 20}) {
+      for (int level : {-5, 1, 9, 99}) {
+        const std::string data = sample(n);
+        const std::string path = temp_path("stream.bin");
+        write_file(path, kind, level, data);
+        std::unique_ptr<InStream> in;
+        ASSERT_EQ(open_input(path.c_str(), kind, &in), OpenStatus::kOk);
+        bool failed = false;
+        EXPECT_EQ(read_all(*in, 1000 + n % 7, &failed), data) << static_cast<int>(kind) << " " << n;
+        EXPECT_FALSE(failed);
+      }
+    }
+  }
+}
+
+TEST(FileStream, ConcatenatedGzipMembersReadAsOne) {
+  const std::string a = temp_path("a.gz"), b = temp_path("b.gz"), ab = temp_path("ab.gz");
+  write_file(a, Compression::kGzip, 6, "first part\n");
+  write_file(b, Compression::kGzip, 6, "second part\n");
+  write_text("ab.gz", read_text(a) + read_text(b));
+  std::unique_ptr<InStream> in;
+  ASSERT_EQ(open_input(ab.c_str(), Compression::kGzip, &in), OpenStatus::kOk);
+  bool failed = false;
+  EXPECT_EQ(read_all(*in, 3, &failed), "first part\nsecond part\n");
+  EXPECT_FALSE(failed);
+}
+
+TEST(FileStream, TruncatedCompressedFilesFail) {
+  for (Compression kind : {Compression::kGzip, Compression::kZstd}) {
+    const std::string path = temp_path("cut.bin");
+    write_file(path, kind, 3, sample(200000));
+    std::string bytes = read_text(path);
+    write_text("cut.bin", bytes.substr(0, bytes.size() / 2));
+    std::unique_ptr<InStream> in;
+    ASSERT_EQ(open_input(path.c_str(), kind, &in), OpenStatus::kOk);
+    bool failed = false;
+    read_all(*in, 4096, &failed);
+    EXPECT_TRUE(failed) << static_cast<int>(kind);
+  }
+}
+
+TEST(FileStream, GarbageIsNotGzip) {
+  const std::string path = write_text("garbage.gz", "this is not compressed at all\n");
+  std::unique_ptr<InStream> in;
+  ASSERT_EQ(open_input(path.c_str(), Compression::kGzip, &in), OpenStatus::kOk);
+  bool failed = false;
+  read_all(*in, 4096, &failed);
+  EXPECT_TRUE(failed);
+}
+
+TEST(FileStream, OpenFailuresAreTold) {
+  std::unique_ptr<InStream> in;
+  EXPECT_EQ(open_input(nullptr, Compression::kNone, &in), OpenStatus::kBadName);
+  EXPECT_EQ(open_input("", Compression::kNone, &in), OpenStatus::kBadName);
+  EXPECT_EQ(open_input("/nonexistent/dir/x.mps", Compression::kNone, &in), OpenStatus::kCannotOpen);
+  std::unique_ptr<OutStream> out;
+  EXPECT_EQ(open_output("/nonexistent/dir/x.mps", Compression::kZstd, 3, &out), OpenStatus::kCannotOpen);
+}
+
+TEST(FileStream, MemoryInputRefillsAcrossItsWindow) {
+  const std::string text = sample(10000);
+  auto in = memory_input(text.c_str());
+  bool failed = false;
+  EXPECT_EQ(read_all(*in, 333, &failed), text);
+}

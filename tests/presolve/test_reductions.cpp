@@ -1,0 +1,390 @@
+// Each reduction on a small LP built to trigger it: the reduced size shows that it fired,
+// the round trip shows that postsolve turns an optimal reduced solution into an optimal
+// original one (primal and dual feasibility, complementarity, keys, objective).
+#include <gtest/gtest.h>
+
+#include "roundtrip.h"
+
+namespace qubor::presolve::testing {
+namespace {
+
+TEST(Reductions, EmptyRowsAndColumns) {
+  DenseLp d = make_lp(3, 2);
+  d.rl[0] = -1;  // empty row admitting 0
+  d.ru[0] = 1;
+  d.at(1, 0) = 1;
+  d.at(1, 1) = 1;
+  d.rl[1] = 1;
+  d.c = {1, 2, 3};
+  d.u[2] = 4;  // empty column, goes to its lower bound
+  RoundTrip rt = round_trip(d);
+  EXPECT_EQ(rt.failure, "");
+  EXPECT_LE(rt.rows, 1);
+
+  d.c[2] = -3;  // now it prefers its upper bound
+  EXPECT_EQ(round_trip(d).failure, "");
+  d.u[2] = kInfinity;  // and has none
+  EXPECT_EQ(round_trip(d).presolve_status, PresolveStatus::kDualInfeasible);
+
+  d.c[2] = 3;
+  d.rl[0] = 1;  // empty row that cannot hold
+  EXPECT_EQ(round_trip(d).presolve_status, PresolveStatus::kPrimalInfeasible);
+}
+
+// The singleton row x0 <= 2 is the binding constraint: its dual must come back from x0's
+// reduced cost, with x0 basic and the row at its upper side.
+TEST(Reductions, SingletonRowGivesBackItsDual) {
+  DenseLp d = make_lp(2, 2);
+  d.u = {10, 10};
+  d.c = {-3, -1};
+  d.at(0, 0) = 2;
+  d.ru[0] = 4;
+  d.at(1, 0) = 1;
+  d.at(1, 1) = 1;
+  d.ru[1] = 5;
+  RoundTrip rt = round_trip(d);
+  EXPECT_EQ(rt.failure, "");
+  EXPECT_EQ(rt.rows, 1);
+  // Negative coefficient: the row's lower side gives the upper bound.
+  d.at(0, 0) = -2;
+  d.ru[0] = kInfinity;
+  d.rl[0] = -4;
+  EXPECT_EQ(round_trip(d).failure, "");
+  // Equality singleton fixes x0; the fixed column's dual moves to the row.
+  d.rl[0] = d.ru[0] = -4;
+  EXPECT_EQ(round_trip(d).failure, "");
+}
+
+TEST(Reductions, FixedColumnsShiftRows) {
+  DenseLp d = make_lp(3, 2);
+  d.l[1] = d.u[1] = 2;
+  d.c = {1, 5, -1};
+  d.u[2] = 3;
+  d.at(0, 0) = 1;
+  d.at(0, 1) = 1;
+  d.at(0, 2) = 1;
+  d.rl[0] = 4;
+  d.at(1, 1) = 3;
+  d.at(1, 2) = 1;
+  d.ru[1] = 8;
+  RoundTrip rt = round_trip(d);
+  EXPECT_EQ(rt.failure, "");
+  EXPECT_LT(rt.cols, 3);
+}
+
+// x0 + x1 <= 0 with x >= 0 forces both to 0; the costs want them positive, so the forcing
+// row needs a nonzero dual in postsolve.
+TEST(Reductions, ForcingRowNeedsADual) {
+  DenseLp d = make_lp(3, 2);
+  d.u = {10, 10, 10};
+  d.c = {-1, -2, 1};
+  d.at(0, 0) = 1;
+  d.at(0, 1) = 1;
+  d.ru[0] = 0;
+  d.at(1, 0) = 1;
+  d.at(1, 2) = 1;
+  d.rl[1] = 1;
+  RoundTrip rt = round_trip(d);
+  EXPECT_EQ(rt.failure, "");
+  EXPECT_EQ(rt.rows, 0);
+  // Forcing from the other side: -x0 - x1 >= 0.
+  d.at(0, 0) = d.at(0, 1) = -1;
+  d.ru[0] = kInfinity;
+  d.rl[0] = 0;
+  EXPECT_EQ(round_trip(d).failure, "");
+  // Activity cannot reach the side at all.
+  d.rl[0] = 1;
+  EXPECT_EQ(round_trip(d).presolve_status, PresolveStatus::kPrimalInfeasible);
+}
+
+TEST(Reductions, RedundantRowsAndSides) {
+  DenseLp d = make_lp(2, 3);
+  d.u = {10, 10};
+  d.c = {-1, -1};
+  d.at(0, 0) = d.at(0, 1) = 1;
+  d.ru[0] = 100;  // redundant
+  d.at(1, 0) = 1;
+  d.at(1, 1) = 2;
+  d.rl[1] = -5;  // redundant side
+  d.ru[1] = 12;
+  d.at(2, 0) = 2;
+  d.at(2, 1) = 1;
+  d.ru[2] = 14;
+  RoundTrip rt = round_trip(d);
+  EXPECT_EQ(rt.failure, "");
+  EXPECT_LE(rt.rows, 2);
+}
+
+// Free column singleton in an equality row, and in inequality rows where the sign of
+// c_j / a_ij decides the side.
+TEST(Reductions, FreeColumnSingletons) {
+  for (double cost : {2.0, -2.0, 0.0}) {
+    for (int kind = 0; kind < 3; ++kind) {
+      DenseLp d = make_lp(3, 2);
+      d.l[2] = -kInfinity;
+      d.u = {5, 5, kInfinity};
+      d.c = {1, -1, cost};
+      d.at(0, 0) = 1;
+      d.at(0, 1) = 1;
+      d.at(0, 2) = 2;
+      if (kind == 0) d.rl[0] = d.ru[0] = 3;
+      if (kind == 1) { d.rl[0] = 1; d.ru[0] = 6; }
+      if (kind == 2) d.rl[0] = 1;
+      d.at(1, 0) = 1;
+      d.at(1, 1) = -1;
+      d.rl[1] = -2;
+      RoundTrip rt = round_trip(d);
+      EXPECT_EQ(rt.failure, "") << "cost " << cost << " kind " << kind;
+    }
+  }
+}
+
+// x2 in [0, 100] but the row keeps it within [0, 10]: implied free.
+TEST(Reductions, ImpliedFreeColumnSingleton) {
+  DenseLp d = make_lp(3, 2);
+  d.u = {4, 6, 100};
+  d.c = {-1, -2, 3};
+  d.at(0, 0) = 1;
+  d.at(0, 1) = 1;
+  d.at(0, 2) = -1;
+  d.rl[0] = d.ru[0] = 0;
+  d.at(1, 0) = 1;
+  d.at(1, 1) = 2;
+  d.ru[1] = 9;
+  RoundTrip rt = round_trip(d);
+  EXPECT_EQ(rt.failure, "");
+  EXPECT_LE(rt.cols, 2);
+}
+
+// x0 - x1 = 0 with x0 in [0, 3] and x1 in [0, 10]: x1 inherits the bound 3, which is the
+// active one, so postsolve must hand the dual back through the equality.
+TEST(Reductions, DoubletonEquationBoundTransfer) {
+  for (double u0 : {3.0, 20.0}) {
+    DenseLp d = make_lp(3, 2);
+    d.u = {u0, 10, 10};
+    d.c = {0, -1, -0.5};
+    d.at(0, 0) = 1;
+    d.at(0, 1) = -1;
+    d.rl[0] = d.ru[0] = 0;
+    d.at(1, 1) = 1;
+    d.at(1, 2) = 1;
+    d.ru[1] = 12;
+    RoundTrip rt = round_trip(d);
+    EXPECT_EQ(rt.failure, "") << "u0 " << u0;
+  }
+}
+
+// Zero-cost singletons with finite bounds are slacks: their range widens the row. Their
+// value and the row's dual come back in postsolve for both signs of the dual.
+TEST(Reductions, SlackColumnsWidenTheirRow) {
+  for (double cost : {-1.0, 1.0}) {
+    DenseLp d = make_lp(3, 2);
+    d.u = {6, 6, 2};
+    d.c = {cost, -1, 0};
+    d.at(0, 0) = 1;
+    d.at(0, 1) = 1;
+    d.at(0, 2) = -1;  // x0 + x1 - x2 = 4: x0 + x1 in [4, 6]
+    d.rl[0] = d.ru[0] = 4;
+    d.at(1, 0) = 1;
+    d.at(1, 1) = -1;
+    d.ru[1] = 1;
+    RoundTrip rt = round_trip(d);
+    EXPECT_EQ(rt.failure, "") << "cost " << cost;
+    EXPECT_LE(rt.cols, 2);
+  }
+}
+
+// Parallel columns with different costs: x1 = x0 in every row, costs more, and x0 can grow
+// without limit, so x1 stays at its lower bound.
+TEST(Reductions, DominatedParallelColumns) {
+  DenseLp d = make_lp(3, 2);
+  d.u = {kInfinity, 5, 4};
+  d.c = {1, 3, -1};
+  d.at(0, 0) = d.at(0, 1) = 1;
+  d.at(0, 2) = 1;
+  d.rl[0] = 6;
+  d.at(1, 0) = d.at(1, 1) = 2;
+  d.at(1, 2) = -1;
+  d.rl[1] = 1;
+  RoundTrip rt = round_trip(d);
+  EXPECT_EQ(rt.failure, "");
+  EXPECT_LE(rt.cols, 2);
+}
+
+TEST(Reductions, DominatedColumnsGoToTheirBound) {
+  DenseLp d = make_lp(3, 2);
+  d.u = {8, 8, 8};
+  d.c = {2, -1, -1};  // x0 costs and only loosens nothing: at its lower bound
+  d.at(0, 0) = 1;
+  d.at(0, 1) = 1;
+  d.at(0, 2) = 1;
+  d.ru[0] = 10;
+  d.at(1, 0) = 1;
+  d.at(1, 1) = 2;
+  d.ru[1] = 12;
+  RoundTrip rt = round_trip(d);
+  EXPECT_EQ(rt.failure, "");
+  EXPECT_LE(rt.cols, 2);
+  d.l[0] = -kInfinity;  // no lower bound to go to
+  EXPECT_EQ(round_trip(d).presolve_status, PresolveStatus::kDualInfeasible);
+}
+
+TEST(Reductions, DuplicateRowsMergeSides) {
+  DenseLp d = make_lp(3, 3);
+  d.u = {5, 5, 5};
+  d.c = {-1, -2, -1};
+  d.at(0, 0) = 1;
+  d.at(0, 1) = 2;
+  d.at(0, 2) = 1;
+  d.ru[0] = 10;
+  d.at(1, 0) = -2;
+  d.at(1, 1) = -4;
+  d.at(1, 2) = -2;
+  d.rl[1] = -12;  // the same row with the tighter side 6 after scaling
+  d.at(2, 0) = 1;
+  d.at(2, 2) = -1;
+  d.ru[2] = 1;
+  RoundTrip rt = round_trip(d);
+  EXPECT_EQ(rt.failure, "");
+  EXPECT_LE(rt.rows, 2);
+}
+
+TEST(Reductions, DuplicateColumnsMerge) {
+  DenseLp d = make_lp(3, 2);
+  d.u = {2, 3, 10};
+  d.c = {-1, -2, 1};
+  d.at(0, 0) = 1;
+  d.at(0, 1) = 2;
+  d.at(0, 2) = 1;
+  d.ru[0] = 7;
+  d.at(1, 0) = 1;
+  d.at(1, 1) = 2;
+  d.at(1, 2) = -1;
+  d.rl[1] = 1;
+  RoundTrip rt = round_trip(d);
+  EXPECT_EQ(rt.failure, "");
+}
+
+// Row 2 = row 0 + row 1 among equalities: removed; with a wrong right-hand side the
+// equalities are inconsistent.
+TEST(Reductions, LinearlyDependentEqualities) {
+  DenseLp d = make_lp(4, 3);
+  d.u = {10, 10, 10, 10};
+  d.c = {1, 2, 3, -1};
+  const double rows[3][4] = {{1, 2, 0, 1}, {0, 1, 3, 1}, {1, 3, 3, 2}};
+  for (int i = 0; i < 3; ++i)
+    for (int j = 0; j < 4; ++j) d.at(i, j) = rows[i][j];
+  d.rl[0] = d.ru[0] = 4;
+  d.rl[1] = d.ru[1] = 5;
+  d.rl[2] = d.ru[2] = 9;
+  PresolveOptions opt;
+  opt.eliminator_max_num_tries = 0;  // keep the rows for the dependency check
+  RoundTrip rt = round_trip(d, opt);
+  EXPECT_EQ(rt.failure, "");
+  EXPECT_LE(rt.rows, 2);
+  d.rl[2] = d.ru[2] = 9.5;
+  EXPECT_EQ(round_trip(d, opt).presolve_status, PresolveStatus::kPrimalInfeasible);
+  opt.lindep_use = false;
+  EXPECT_EQ(round_trip(d, opt).failure, "");
+}
+
+// A free column in three equality rows is substituted out by the eliminator.
+TEST(Reductions, EliminatorSubstitutesFreeColumns) {
+  DenseLp d = make_lp(4, 3);
+  d.l[3] = -kInfinity;
+  d.u = {6, 6, 6, kInfinity};
+  d.c = {1, -1, 2, 0.5};
+  const double rows[3][4] = {{1, 1, 0, 1}, {0, 1, 1, -2}, {1, 0, 1, 1}};
+  for (int i = 0; i < 3; ++i)
+    for (int j = 0; j < 4; ++j) d.at(i, j) = rows[i][j];
+  d.rl[0] = d.ru[0] = 3;
+  d.rl[1] = d.ru[1] = 1;
+  d.ru[2] = 7;
+  PresolveOptions opt;
+  RoundTrip rt = round_trip(d, opt);
+  EXPECT_EQ(rt.failure, "");
+  EXPECT_GE(rt.stats.eliminated, 1);
+  opt.eliminator_max_num_tries = 0;
+  rt = round_trip(d, opt);
+  EXPECT_EQ(rt.failure, "");
+  EXPECT_EQ(rt.stats.eliminated, 0);
+}
+
+// Integer columns are neither substituted, merged nor fixed by dual arguments, and get
+// integral bounds.
+TEST(Reductions, IntegerColumnsBlockInvalidReductions) {
+  DenseLp d = make_lp(3, 2);
+  d.l[2] = -kInfinity;
+  d.u = {5.5, 5, kInfinity};
+  d.c = {-1, -1, 2};
+  d.at(0, 0) = 1;
+  d.at(0, 1) = 1;
+  d.at(0, 2) = 2;
+  d.rl[0] = d.ru[0] = 3;  // free singleton x2 in an equality
+  d.at(1, 0) = 1;
+  d.at(1, 1) = -1;
+  d.rl[1] = -2;
+  d.is_int = {1, 0, 1};
+  PresolveResult r = presolve(to_sparse(d), PresolveOptions());
+  ASSERT_EQ(r.status, PresolveStatus::kReduced);
+  bool has_x0 = false, has_x2 = false;
+  for (int32_t k = 0; k < r.reduced.n; ++k) {
+    if (r.col_origin[k] == 0) {
+      has_x0 = true;
+      EXPECT_EQ(r.reduced.u[k], 5.0);  // rounded down
+    }
+    if (r.col_origin[k] == 2) has_x2 = true;
+  }
+  EXPECT_TRUE(has_x0);
+  EXPECT_TRUE(has_x2);
+  d.is_int.clear();
+  r = presolve(to_sparse(d), PresolveOptions());
+  for (int32_t k = 0; k < r.reduced.n; ++k) EXPECT_NE(r.col_origin[k], 2);
+}
+
+TEST(Reductions, OptionsLimitTheWork) {
+  DenseLp d = make_lp(3, 3);
+  d.u = {4, 4, 4};
+  d.c = {-1, -1, -1};
+  d.at(0, 0) = 1;
+  d.ru[0] = 2;
+  d.at(1, 0) = d.at(1, 1) = 1;
+  d.ru[1] = 5;
+  d.at(2, 1) = d.at(2, 2) = 1;
+  d.ru[2] = 6;
+  PresolveOptions off;
+  off.use = 0;
+  RoundTrip rt = round_trip(d, off);
+  EXPECT_EQ(rt.failure, "");
+  EXPECT_EQ(rt.rows, 3);
+  EXPECT_EQ(rt.cols, 3);
+  PresolveOptions none;
+  none.max_num_reductions = 0;
+  rt = round_trip(d, none);
+  EXPECT_EQ(rt.rows, 3);
+  EXPECT_EQ(rt.stats.reductions, 0);
+  PresolveOptions one;
+  one.max_num_reductions = 1;
+  rt = round_trip(d, one);
+  EXPECT_EQ(rt.failure, "");
+  EXPECT_EQ(rt.stats.reductions, 1);
+}
+
+TEST(Reductions, LogLinesGoToTheSink) {
+  std::string text;
+  LogSink sink;
+  sink.handle = &text;
+  sink.write = [](void* h, const char* s) { *static_cast<std::string*>(h) += s; };
+  DenseLp d = make_lp(2, 1);
+  d.u = {1, 1};
+  d.c = {-1, -1};
+  d.at(0, 0) = d.at(0, 1) = 1;
+  d.ru[0] = 1;
+  PresolveResult r = presolve(to_sparse(d), PresolveOptions(), &sink);
+  EXPECT_NE(text.find("Presolve started.\n"), std::string::npos);
+  EXPECT_NE(text.find("Presolve terminated."), std::string::npos);
+  EXPECT_NE(text.find("Constraints removed"), std::string::npos);
+}
+
+}  // namespace
+}  // namespace qubor::presolve::testing
