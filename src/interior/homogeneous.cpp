@@ -28,12 +28,6 @@ namespace {
 
 constexpr double kStepFactor = 0.995;
 
-double inf_norm(const std::vector<double>& v) {
-  double r = 0.0;
-  for (double e : v) r = std::max(r, std::fabs(e));
-  return r;
-}
-
 }  // namespace
 
 void HomogeneousSolver::Direction::resize(size_t n, size_t m) {
@@ -229,15 +223,6 @@ bool HomogeneousSolver::tau_direction(NormalEquations& ne) {
         break;
       }
     }
-  }
-  {
-    double alt = kappa_ / tau_, ug = 0.0;
-    for (size_t i = 0; i < m_; ++i) alt += sf_.b[i] * dy1_[i];
-    for (size_t j = 0; j < n_; ++j) {
-      alt -= (sf_.c[j] + g_[j]) * dx1_[j];
-      if (sf_.kind[j] == ColKind::kBoxed) ug += sf_.u[j] * g_[j];
-    }
-    linalg::log_printf(sink_, 3, "den %.6e alt %.6e\n", den, alt + ug);
   }
   tau_den_ = den;
   return std::isfinite(den) && den > 0.0;
@@ -457,9 +442,8 @@ void HomogeneousSolver::run(NormalEquations& ne, HsdOutcome& out) {
   log_iteration_header(sink_);
   log_line(0);
   Termination trm = Termination::kNormal;
-  int32_t iter = 0, short_steps = 0, since_progress = 0, num_dropcor = 0;
+  int32_t iter = 0, short_steps = 0, since_progress = 0;
   double best_mu = mu_;
-  (void)num_dropcor;
   while (true) {
     last_pass_ = termination_test(termination_input(), 0, 0, sink_);
     if (last_pass_.passed) {
@@ -550,7 +534,6 @@ void HomogeneousSolver::run(NormalEquations& ne, HsdOutcome& out) {
   out.y = y_;
   out.tau = tau_;
   out.kappa = kappa_;
-  (void)inf_norm;
 }
 
 }  // namespace qubor::interior

@@ -12,7 +12,18 @@
 #include "api/fixture.h"
 #include "qubor.h"
 
-inline std::string temp_path(const std::string& name) { return ::testing::TempDir() + name; }
+// A file name private to the running test, so that tests may run in parallel processes.
+inline std::string temp_path(const std::string& name) {
+  const auto* info = ::testing::UnitTest::GetInstance()->current_test_info();
+  std::string dir = ::testing::TempDir();
+  if (info) {
+    dir += info->test_suite_name();
+    dir += "_";
+    dir += info->name();
+    dir += "_";
+  }
+  return dir + name;
+}
 
 inline std::string write_text(const std::string& name, const std::string& text) {
   std::string p = temp_path(name);
