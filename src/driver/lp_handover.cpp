@@ -5,6 +5,7 @@
 #include <limits>
 #include <thread>
 
+#include "driver/lp_presolve.h"
 #include "driver/status_map.h"
 #include "task/report.h"
 #include "task/solution_eval.h"
@@ -182,7 +183,7 @@ QBRrescode run_linear_intpnt(task::Task& t) {
                      lp.num_row, "scalar variables", lp.num_col);
   t.progress(QBR_CALLBACK_BEGIN_INTPNT);
   interior::IpResult r;
-  interior::solve_lp(lp, opt, r);
+  if (!solve_presolved(t, lp, opt, r)) interior::solve_lp(lp, opt, r);
   t.progress(QBR_CALLBACK_END_INTPNT);
   linalg::log_printf(&opt.log, 1, "Interior-point optimizer terminated. Time: %.2f. Termination: %s [%d]\n",
                      r.time, interior::termination_name(static_cast<int32_t>(r.termination)),

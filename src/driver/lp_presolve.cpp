@@ -1,0 +1,149 @@
+// Presolve around the linear interior-point optimizer; see lp_presolve.h.
+#include "driver/lp_presolve.h"
+
+#include "interior/standard_form.h"
+#include "presolve/presolve.h"
+
+namespace qubor::driver {
+namespace {
+
+presolve::PresolveOptions presolve_options(const task::Task& t) {
+  presolve::PresolveOptions o;
+  o.use = t.ipar(QBR_IPAR_PRESOLVE_USE);
+  o.max_num_pass = t.ipar(QBR_IPAR_PRESOLVE_MAX_NUM_PASS);
+  o.max_num_reductions = t.ipar(QBR_IPAR_PRESOLVE_MAX_NUM_REDUCTIONS);
+  o.lindep_use = t.ipar(QBR_IPAR_PRESOLVE_LINDEP_USE) != 0;
+  o.lindep_abs_work_trh = t.ipar(QBR_IPAR_PRESOLVE_LINDEP_ABS_WORK_TRH);
+  o.lindep_rel_work_trh = t.ipar(QBR_IPAR_PRESOLVE_LINDEP_REL_WORK_TRH);
+  o.tol_abs_lindep = t.dpar(QBR_DPAR_PRESOLVE_TOL_ABS_LINDEP);
+  o.tol_rel_lindep = t.dpar(QBR_DPAR_PRESOLVE_TOL_REL_LINDEP);
+  o.eliminator_max_fill = t.ipar(QBR_IPAR_PRESOLVE_ELIMINATOR_MAX_FILL);
+  o.eliminator_max_num_tries = t.ipar(QBR_IPAR_PRESOLVE_ELIMINATOR_MAX_NUM_TRIES);
+  o.tol_x = t.dpar(QBR_DPAR_PRESOLVE_TOL_X);
+  o.tol_s = t.dpar(QBR_DPAR_PRESOLVE_TOL_S);
+  o.tol_aij = t.dpar(QBR_DPAR_PRESOLVE_TOL_AIJ);
+  return o;
+}
+
+void to_presolve_form(const interior::LpProblem& lp, presolve::LpProblem& p) {
+  p.n = lp.num_col;
+  p.m = lp.num_row;
+  p.colptr.assign(lp.col_ptr.begin(), lp.col_ptr.end());
+  p.rowind.assign(lp.row_idx.begin(), lp.row_idx.end());
+  p.val.assign(lp.values.begin(), lp.values.end());
+  p.c.assign(lp.c.begin(), lp.c.end());
+  p.c0 = lp.cfix;
+  p.l.assign(lp.col_lo.begin(), lp.col_lo.end());
+  p.u.assign(lp.col_up.begin(), lp.col_up.end());
+  p.rl.assign(lp.row_lo.begin(), lp.row_lo.end());
+  p.ru.assign(lp.row_up.begin(), lp.row_up.end());
+}
+
+void to_interior_form(const presolve::LpProblem& p, interior::LpProblem& lp) {
+  lp.num_col = p.n;
+  lp.num_row = p.m;
+  lp.col_ptr.assign(p.colptr.begin(), p.colptr.end());
+  lp.row_idx.assign(p.rowind.begin(), p.rowind.end());
+  lp.values.assign(p.val.begin(), p.val.end());
+  lp.c.assign(p.c.begin(), p.c.end());
+  lp.cfix = p.c0;
+  lp.col_lo.assign(p.l.begin(), p.l.end());
+  lp.col_up.assign(p.u.begin(), p.u.end());
+  lp.row_lo.assign(p.rl.begin(), p.rl.end());
+  lp.row_up.assign(p.ru.begin(), p.ru.end());
+}
+
+// The reduced run's values in the form postsolve reads; status keys are left to postsolve.
+void to_reduced_solution(const interior::IpResult& r, presolve::LpSolution& s) {
+  s.xx.assign(r.x.begin(), r.x.end());
+  s.xc.assign(r.xc.begin(), r.xc.end());
+  s.y.assign(r.y.begin(), r.y.end());
+  s.slx.assign(r.slx.begin(), r.slx.end());
+  s.sux.assign(r.sux.begin(), r.sux.end());
+  s.slc.assign(r.slc.begin(), r.slc.end());
+  s.suc.assign(r.suc.begin(), r.suc.end());
+  s.skx.clear();
+  s.skc.clear();
+}
+
+void from_solution(const presolve::LpSolution& s, interior::IpResult& r) {
+  r.x.assign(s.xx.begin(), s.xx.end());
+  r.xc.assign(s.xc.begin(), s.xc.end());
+  r.y.assign(s.y.begin(), s.y.end());
+  r.slx.assign(s.slx.begin(), s.slx.end());
+  r.sux.assign(s.sux.begin(), s.sux.end());
+  r.slc.assign(s.slc.begin(), s.slc.end());
+  r.suc.assign(s.suc.begin(), s.suc.end());
+}
+
+bool is_certificate(interior::SolutionStatus s) {
+  using S = interior::SolutionStatus;
+  return s == S::kPrimalInfeasibleCertificate || s == S::kDualInfeasibleCertificate ||
+         s == S::kNearPrimalInfeasibleCertificate || s == S::kNearDualInfeasibleCertificate;
+}
+
+void store_presolve_information(task::Task& t, const presolve::PresolveStats& s) {
+  t.set_dinf(QBR_DINF_PRESOLVE_TIME, s.time);
+  t.set_dinf(QBR_DINF_PRESOLVE_ELI_TIME, s.eli_time);
+  t.set_dinf(QBR_DINF_PRESOLVE_LINDEP_TIME, s.lindep_time);
+}
+
+}  // namespace
+
+bool solve_presolved(task::Task& t, const interior::LpProblem& lp, const interior::IpOptions& opt,
+                     interior::IpResult& r) {
+  const presolve::PresolveOptions po = presolve_options(t);
+  if (po.use == QBR_PRESOLVE_MODE_OFF) return false;
+  linalg::LogSink sink = opt.log;
+  sink.level = t.log_on() ? t.ipar(QBR_IPAR_LOG_PRESOLVE) : 0;
+  presolve::LpProblem original;
+  to_presolve_form(lp, original);
+  t.progress(QBR_CALLBACK_BEGIN_PRESOLVE);
+  presolve::PresolveResult pr = presolve::presolve(original, po, &sink);
+  t.progress(QBR_CALLBACK_END_PRESOLVE);
+  store_presolve_information(t, pr.stats);
+  if (pr.status == presolve::PresolveStatus::kPrimalInfeasible ||
+      pr.status == presolve::PresolveStatus::kDualInfeasible) {
+    linalg::log_printf(&sink, 1, "Presolve found the problem infeasible; the optimizer builds the "
+                                 "certificate on the original problem.\n");
+    return false;
+  }
+
+  presolve::LpSolution reduced_solution;
+  if (pr.status == presolve::PresolveStatus::kSolved) {
+    r = interior::IpResult();
+    r.num_threads = opt.num_threads;
+    r.problem_status = interior::ProblemStatus::kPrimalDualFeasible;
+    r.solution_status = interior::SolutionStatus::kOptimal;
+    reduced_solution.resize(0, 0);
+  } else {
+    interior::LpProblem reduced;
+    to_interior_form(pr.reduced, reduced);
+    linalg::log_printf(&opt.log, 1, "%-9s - %-22s : %-10d  %-22s : %d\n", "Optimizer",
+                       "presolved constraints", reduced.num_row, "presolved variables",
+                       reduced.num_col);
+    interior::solve_lp(reduced, opt, r);
+    if (is_certificate(r.solution_status)) {
+      linalg::log_printf(&opt.log, 1, "The presolved problem is infeasible; the optimizer builds "
+                                      "the certificate on the original problem.\n");
+      return false;
+    }
+    if (r.solution_status == interior::SolutionStatus::kUnknown &&
+        (r.termination == interior::Termination::kStalled ||
+         r.termination == interior::Termination::kNumericalInstability)) {
+      linalg::log_printf(&opt.log, 1, "The presolved problem ended without a status; the "
+                                      "optimizer solves the original problem.\n");
+      return false;
+    }
+    if (r.termination == interior::Termination::kOutOfSpace ||
+        r.termination == interior::Termination::kModelError)
+      return true;
+    to_reduced_solution(r, reduced_solution);
+  }
+  from_solution(pr.postsolve(reduced_solution), r);
+  r.primal_obj = interior::primal_objective(lp, r, true);
+  r.dual_obj = interior::dual_objective(lp, r, true);
+  return true;
+}
+
+}  // namespace qubor::driver
