@@ -433,6 +433,57 @@ void HomogeneousSolver::restore_best() {
   linalg::log_printf(sink_, 2, "Restore the best iterate (merit %e).\n", best_.merit);
 }
 
+// Largest scaled primal, bound and dual residual. A Newton step of length alpha with centering
+// eta reduces each of them by exactly 1 - alpha eta, so a step that leaves them much larger
+// than that was computed from an inaccurate factor.
+double HomogeneousSolver::residual_norm() const {
+  double r = 0.0;
+  for (double e : rp_) r = std::max(r, std::fabs(e));
+  for (double e : ru_) r = std::max(r, std::fabs(e));
+  for (double e : rd_) r = std::max(r, std::fabs(e));
+  return r;
+}
+
+void HomogeneousSolver::save_previous() {
+  prev_.x = x_;
+  prev_.s = s_;
+  prev_.w = w_;
+  prev_.v = v_;
+  prev_.y = y_;
+  prev_.tau = tau_;
+  prev_.kappa = kappa_;
+}
+
+void HomogeneousSolver::restore_previous() {
+  x_.swap(prev_.x);
+  s_.swap(prev_.s);
+  w_.swap(prev_.w);
+  v_.swap(prev_.v);
+  y_.swap(prev_.y);
+  tau_ = prev_.tau;
+  kappa_ = prev_.kappa;
+  compute_residuals();
+}
+
+// Makes the next directions more accurate: dense columns go back into the factor first, then
+// the regularization and refinement grow. False when nothing is left to try.
+bool HomogeneousSolver::escalate(NormalEquations& ne) {
+  if (ne.num_dense() > 0) {
+    linalg::log_printf(sink_, 1, "Dense columns are moved back into the factor.\n");
+    if (ne.drop_dense_handling() != linalg::Status::kOk) return false;
+    set_corrector_budget(ne);
+    return true;
+  }
+  if (regu_level_ >= 4) return false;
+  ++regu_level_;
+  primal_reg_ *= 100.0;
+  free_reg_ *= 10.0;
+  dual_reg_ = dual_reg_ == 0.0 ? 1e-12 : dual_reg_ * 100.0;
+  max_refine_ = std::max(max_refine_, 5);
+  linalg::log_printf(sink_, 2, "Increase regularization. Current: %d\n", regu_level_);
+  return true;
+}
+
 void HomogeneousSolver::run(NormalEquations& ne, HsdOutcome& out) {
   initial_point();
   compute_residuals();
@@ -464,22 +515,24 @@ void HomogeneousSolver::run(NormalEquations& ne, HsdOutcome& out) {
     }
     double alpha = 0.0;
     bool ok = false;
+    const double res0 = residual_norm();
+    save_previous();
     while (true) {
       ok = factorize(ne) && tau_direction(ne) && iterate(ne, alpha);
-      if (ok) break;
-      if (ne.num_dense() > 0) {
-        linalg::log_printf(sink_, 1, "Dense columns are moved back into the factor.\n");
-        if (ne.drop_dense_handling() != linalg::Status::kOk) break;
-        set_corrector_budget(ne);
-        continue;
+      if (ok) {
+        compute_residuals();
+        // Only the dense-column update is given up for an inaccurate step: near an
+        // infeasibility certificate the residuals may grow while the ray still improves.
+        const double expected = std::max(1.0 - alpha * eta_, 0.0) * res0;
+        if (ne.num_dense() == 0 || residual_norm() <= 100.0 * expected + 1e-6 * res0 + 1e-12)
+          break;
+        linalg::log_printf(sink_, 2, "Inaccurate step: residual %e, expected %e.\n",
+                           residual_norm(), expected);
+        restore_previous();
+        save_previous();
+        ok = false;
       }
-      if (regu_level_ >= 4) break;
-      ++regu_level_;
-      primal_reg_ *= 100.0;
-      free_reg_ *= 10.0;
-      dual_reg_ = dual_reg_ == 0.0 ? 1e-12 : dual_reg_ * 100.0;
-      max_refine_ = std::max(max_refine_, 5);
-      linalg::log_printf(sink_, 2, "Increase regularization. Current: %d\n", regu_level_);
+      if (!escalate(ne)) break;
     }
     if (!ok) {
       linalg::log_printf(sink_, 1, "Terminate due to numerical problems.\n");
@@ -489,7 +542,6 @@ void HomogeneousSolver::run(NormalEquations& ne, HsdOutcome& out) {
       break;
     }
     ++iter;
-    compute_residuals();
     log_line(iter);
     save_best();
     short_steps = alpha < opt_.tol_step_size ? short_steps + 1 : 0;

@@ -64,6 +64,10 @@ class HomogeneousSolver {
   double merit() const;
   void save_best();
   void restore_best();
+  double residual_norm() const;
+  void save_previous();
+  void restore_previous();
+  bool escalate(NormalEquations& ne);
 
   const StandardForm& sf_;
   const std::vector<double>& rs_;
@@ -97,6 +101,8 @@ class HomogeneousSolver {
     std::vector<double> x, s, w, v, y;
     double tau = 1.0, kappa = 1.0, merit = INFINITY;
   } best_;
+  // The iterate before the current step, restored when the step proves inaccurate.
+  Saved prev_;
 };
 
 }  // namespace qubor::interior

@@ -119,6 +119,21 @@ void solve_lp(const LpProblem& problem, const IpOptions& options, IpResult& resu
   result.num_threads = options.num_threads;
   try {
     run(problem, options, result, t0);
+    // The dense-column update can lose accuracy for good; a run that ends without a status
+    // is repeated with every column in the factor.
+    const bool lost = result.solution_status == SolutionStatus::kUnknown &&
+                      (result.termination == Termination::kStalled ||
+                       result.termination == Termination::kNumericalInstability);
+    if (lost && result.dense_dim > 0) {
+      linalg::log_printf(&options.log, 1, "Restart with the dense columns in the factor.\n");
+      IpOptions again = options;
+      again.off_col_trh = 0;
+      const int32_t iterations = result.iterations;
+      result = IpResult();
+      result.num_threads = options.num_threads;
+      run(problem, again, result, t0);
+      result.iterations += iterations;
+    }
   } catch (const std::bad_alloc&) {
     result.termination = Termination::kOutOfSpace;
   }

@@ -336,7 +336,7 @@ Status NormalEquations::solve(std::vector<double>& r, int32_t max_refine, Refine
     res_[i] = rhs_[i] - res_[i] - delta_ * r[i];
     rnorm = std::max(rnorm, std::fabs(res_[i]));
   }
-  const double target = 1e-11 * std::max(bnorm, 1e-300);
+  const double target = 1e-13 * std::max(bnorm, 1e-300);
   int32_t done = 0;
   if (rnorm > target) {
     z_ = res_;

@@ -158,4 +158,69 @@ INSTANTIATE_TEST_SUITE_P(
       return s;
     });
 
+// Largest violation of the recession cone by the primal ray of the interior-point solution,
+// relative to the ray's objective decrease (returned in *cx).
+double ray_violation(QBRtask_t task, double* cx) {
+  QBRint32t m = 0, n = 0;
+  QBR_getnumcon(task, &m);
+  QBR_getnumvar(task, &n);
+  std::vector<double> x(static_cast<size_t>(n)), ax(static_cast<size_t>(m), 0.0), c(static_cast<size_t>(n));
+  QBR_getxx(task, QBR_SOL_ITR, x.data());
+  QBR_getc(task, c.data());
+  double viol = 0.0, obj = 0.0;
+  auto outside = [&viol](QBRint32t bk, double v) {
+    if (bk == QBR_BK_LO || bk == QBR_BK_RA || bk == QBR_BK_FX) viol = std::max(viol, -v);
+    if (bk == QBR_BK_UP || bk == QBR_BK_RA || bk == QBR_BK_FX) viol = std::max(viol, v);
+  };
+  for (QBRint32t j = 0; j < n; ++j) {
+    const double xj = x[static_cast<size_t>(j)];
+    obj += c[static_cast<size_t>(j)] * xj;
+    QBRint32t bk, nz = 0;
+    QBRrealt bl, bu;
+    QBR_getvarbound(task, j, &bk, &bl, &bu);
+    outside(bk, xj);
+    QBR_getacolnumnz(task, j, &nz);
+    std::vector<QBRint32t> sub(static_cast<size_t>(nz));
+    std::vector<QBRrealt> val(static_cast<size_t>(nz));
+    QBR_getacol(task, j, &nz, sub.data(), val.data());
+    for (QBRint32t k = 0; k < nz; ++k) ax[static_cast<size_t>(sub[static_cast<size_t>(k)])] += val[static_cast<size_t>(k)] * xj;
+  }
+  for (QBRint32t i = 0; i < m; ++i) {
+    QBRint32t bk;
+    QBRrealt bl, bu;
+    QBR_getconbound(task, i, &bk, &bl, &bu);
+    outside(bk, ax[static_cast<size_t>(i)]);
+  }
+  *cx = obj;
+  return viol / std::max(-obj, 1e-300);
+}
+
+// cplex1 is primal infeasible and has an improving ray as well (its recession problem boxed to
+// [-1, 1] has the value -1000), so either certificate is a right answer; it must check out.
+TEST(NetlibInfeasible, PrimalAndDualInfeasibleModelGetsAValidCertificate) {
+  const std::string path = std::string(QUBOR_TEST_DATA_DIR) + "/netlib-infeasible/cplex1.mps.gz";
+  if (!std::ifstream(path)) GTEST_SKIP() << "instance data not installed: " << path;
+  QBRenv_t env = nullptr;
+  QBRtask_t task = nullptr;
+  ASSERT_EQ(QBR_makeenv(&env, nullptr), QBR_RES_OK);
+  ASSERT_EQ(QBR_maketask(env, 0, 0, &task), QBR_RES_OK);
+  ASSERT_EQ(QBR_readdata(task, path.c_str()), QBR_RES_OK);
+  QBR_putintparam(task, QBR_IPAR_NUM_THREADS, 1);
+  ASSERT_EQ(QBR_optimize(task), QBR_RES_OK);
+  QBRint32t solsta = -1;
+  QBR_getsolsta(task, QBR_SOL_ITR, &solsta);
+  if (solsta == QBR_SOL_STA_PRIM_INFEAS_CER) {
+    double dobj = 0.0;
+    EXPECT_LT(certificate_violation(task, &dobj), 1e-6);
+    EXPECT_GT(dobj, 0.0);
+  } else {
+    ASSERT_EQ(solsta, QBR_SOL_STA_DUAL_INFEAS_CER);
+    double cx = 0.0;
+    EXPECT_LT(ray_violation(task, &cx), 1e-4);
+    EXPECT_LT(cx, 0.0);
+  }
+  QBR_deletetask(&task);
+  QBR_deleteenv(&env);
+}
+
 }  // namespace
