@@ -406,30 +406,38 @@ double HomogeneousSolver::merit() const {
   return std::max({in.pfeasf / pt, in.dfeasf / dt, in.relgap / in.tolrgap});
 }
 
+void HomogeneousSolver::save_to(Saved& to) const {
+  to.x = x_;
+  to.s = s_;
+  to.w = w_;
+  to.v = v_;
+  to.y = y_;
+  to.tau = tau_;
+  to.kappa = kappa_;
+}
+
+void HomogeneousSolver::load_from(const Saved& from) {
+  x_ = from.x;
+  s_ = from.s;
+  w_ = from.w;
+  v_ = from.v;
+  y_ = from.y;
+  tau_ = from.tau;
+  kappa_ = from.kappa;
+  compute_residuals();
+}
+
 void HomogeneousSolver::save_best() {
   const double mval = merit();
   if (!(mval < best_.merit)) return;
   best_.merit = mval;
-  best_.x = x_;
-  best_.s = s_;
-  best_.w = w_;
-  best_.v = v_;
-  best_.y = y_;
-  best_.tau = tau_;
-  best_.kappa = kappa_;
+  save_to(best_);
 }
 
 void HomogeneousSolver::restore_best() {
   // Only a run that looks feasible goes back; an infeasible one keeps its latest ray.
   if (!(best_.merit < merit()) || !(tau_ > kappa_)) return;
-  x_ = best_.x;
-  s_ = best_.s;
-  w_ = best_.w;
-  v_ = best_.v;
-  y_ = best_.y;
-  tau_ = best_.tau;
-  kappa_ = best_.kappa;
-  compute_residuals();
+  load_from(best_);
   linalg::log_printf(sink_, 2, "Restore the best iterate (merit %e).\n", best_.merit);
 }
 
@@ -442,27 +450,6 @@ double HomogeneousSolver::residual_norm() const {
   for (double e : ru_) r = std::max(r, std::fabs(e));
   for (double e : rd_) r = std::max(r, std::fabs(e));
   return r;
-}
-
-void HomogeneousSolver::save_previous() {
-  prev_.x = x_;
-  prev_.s = s_;
-  prev_.w = w_;
-  prev_.v = v_;
-  prev_.y = y_;
-  prev_.tau = tau_;
-  prev_.kappa = kappa_;
-}
-
-void HomogeneousSolver::restore_previous() {
-  x_.swap(prev_.x);
-  s_.swap(prev_.s);
-  w_.swap(prev_.w);
-  v_.swap(prev_.v);
-  y_.swap(prev_.y);
-  tau_ = prev_.tau;
-  kappa_ = prev_.kappa;
-  compute_residuals();
 }
 
 // Makes the next directions more accurate: dense columns go back into the factor first, then
@@ -516,7 +503,7 @@ void HomogeneousSolver::run(NormalEquations& ne, HsdOutcome& out) {
     double alpha = 0.0;
     bool ok = false;
     const double res0 = residual_norm();
-    save_previous();
+    save_to(prev_);
     while (true) {
       ok = factorize(ne) && tau_direction(ne) && iterate(ne, alpha);
       if (ok) {
@@ -528,8 +515,7 @@ void HomogeneousSolver::run(NormalEquations& ne, HsdOutcome& out) {
           break;
         linalg::log_printf(sink_, 2, "Inaccurate step: residual %e, expected %e.\n",
                            residual_norm(), expected);
-        restore_previous();
-        save_previous();
+        load_from(prev_);
         ok = false;
       }
       if (!escalate(ne)) break;

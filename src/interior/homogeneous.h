@@ -65,8 +65,6 @@ class HomogeneousSolver {
   void save_best();
   void restore_best();
   double residual_norm() const;
-  void save_previous();
-  void restore_previous();
   bool escalate(NormalEquations& ne);
 
   const StandardForm& sf_;
@@ -103,6 +101,8 @@ class HomogeneousSolver {
   } best_;
   // The iterate before the current step, restored when the step proves inaccurate.
   Saved prev_;
+  void save_to(Saved& to) const;
+  void load_from(const Saved& from);
 };
 
 }  // namespace qubor::interior
