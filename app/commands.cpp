@@ -126,7 +126,7 @@ void print_overview() {
       "\nFile formats follow the suffixes (.mps, .fmps, .lp, ...; .gz and .zst compress).\n"
       "--param sets a library parameter by name, e.g. --param QBR_IPAR_WRITE_MPS_FORMAT "
       "QBR_MPS_FORMAT_FREE.\n"
-      "'qubor COMMAND --help' describes one command.\n");
+      "'qubor COMMAND --help' describes one command; 'qubor --version' prints the version.\n");
 }
 
 void print_command_help(const Command& c) {

@@ -3,6 +3,7 @@
 //   qubor info MODEL [--param NAME VALUE]...      read a problem file and summarise it
 //   qubor convert IN OUT [--param NAME VALUE]...  read a problem file and write it again
 //   qubor solve MODEL [--sol FILE] [--paramfile FILE] [--param NAME VALUE]...
+//   qubor --version                               print the library's version
 //
 // Format and compression follow the file names' suffixes. Exit code 0 on success, 1 on a
 // failure of the library (its message is printed), 2 on a usage error.
@@ -11,6 +12,7 @@
 #include <string>
 
 #include "commands.h"
+#include "qubor.h"
 
 namespace {
 
@@ -60,6 +62,12 @@ int main(int argc, char** argv) {
     }
     qubor_app::print_overview();
     return argc < 2 ? 2 : 0;
+  }
+  if (!std::strcmp(argv[1], "--version")) {
+    QBRint32t major = 0, minor = 0, revision = 0;
+    QBR_getversion(&major, &minor, &revision);
+    std::printf("qubor %d.%d.%d\n", major, minor, revision);
+    return 0;
   }
   for (const auto& c : qubor_app::commands()) {
     if (c.name != std::string(argv[1])) continue;
