@@ -78,8 +78,11 @@ void PostsolveStack::undo_singleton_row(const Step& s, UndoState& st) const {
   const double x = st.x[j], z = st.z[j];
   const bool lo_from_row = la > lb && !near(la, lb);
   const bool up_from_row = ua < ub && !near(ua, ub);
-  const bool at_lo = lo_from_row && near(x, la) && z >= 0;
-  const bool at_up = up_from_row && near(x, ua) && z <= 0;
+  // A reduced cost that presses on a bound the row supplied belongs to the row, unless the
+  // column rests on its own bound. An interior-point solution is only close to the bound it
+  // presses on, so a reduced cost above the tolerance decides, whatever the distance.
+  const bool at_lo = lo_from_row && z >= 0 && (near(x, la) || (z > tol_x && !(finite(lb) && near(x, lb))));
+  const bool at_up = up_from_row && z <= 0 && (near(x, ua) || (-z > tol_x && !(finite(ub) && near(x, ub))));
   if (at_lo || at_up) {
     st.y[i] = z / a;
     st.z[j] = 0.0;
@@ -157,8 +160,10 @@ void PostsolveStack::undo_substitution(const Step& s, UndoState& st) const {
   if (k < 0) return;
   const double aik = s.v[7], lkb = s.v[5], ukb = s.v[6], lka = s.v[8], uka = s.v[9];
   const double xk = st.x[k], zk = st.z[k];
-  const bool at_lo = lka > lkb && !near(lka, lkb) && near(xk, lka) && zk >= 0;
-  const bool at_up = uka < ukb && !near(uka, ukb) && near(xk, uka) && zk <= 0;
+  const bool at_lo = lka > lkb && !near(lka, lkb) && zk >= 0 &&
+                     (near(xk, lka) || (zk > tol_x && !(finite(lkb) && near(xk, lkb))));
+  const bool at_up = uka < ukb && !near(uka, ukb) && zk <= 0 &&
+                     (near(xk, uka) || (-zk > tol_x && !(finite(ukb) && near(xk, ukb))));
   if (at_lo || at_up) {
     st.y[i] = w / a + zk / aik;
     st.z[j] = -(a / aik) * zk;
@@ -187,7 +192,8 @@ void PostsolveStack::undo_duplicate_row(const Step& s, UndoState& st) const {
   const double y = st.y[i];
   const bool lo_from_k = rla > rlb && !near(rla, rlb);
   const bool up_from_k = rua < rub && !near(rua, rub);
-  const bool move = (lo_from_k && near(act, rla) && y >= 0) || (up_from_k && near(act, rua) && y <= 0);
+  const bool move = (lo_from_k && y >= 0 && (near(act, rla) || (y > tol_x && !(finite(rlb) && near(act, rlb))))) ||
+                    (up_from_k && y <= 0 && (near(act, rua) || (-y > tol_x && !(finite(rub) && near(act, rub)))));
   if (move) {
     st.y[k] = y / lambda;
     st.y[i] = 0.0;

@@ -137,7 +137,8 @@ TEST_P(NetlibTest, SolvesToTheReference) {
 }
 
 // Chosen for coverage: plain (afiro), ranged rows (boeing1), free variables (vtp.base, pilot4),
-// degenerate (scsd1), objective constant in the RHS (e226), infeasible models.
+// degenerate (scsd1), objective constant in the RHS (e226), postsolve of duals on bounds
+// inherited from rows (25fv47, scagr7), infeasible models.
 INSTANTIATE_TEST_SUITE_P(
     Models, NetlibTest,
     ::testing::Values(Model{"netlib-lp", "afiro", -4.6475314286E+02},
@@ -146,6 +147,8 @@ INSTANTIATE_TEST_SUITE_P(
                       Model{"netlib-lp", "pilot4", -2.5811392589E+03},
                       Model{"netlib-lp", "scsd1", 8.6666666743E+00},
                       Model{"netlib-lp", "e226", -1.1638929066E+01},
+                      Model{"netlib-lp", "25fv47", 5.5018458883E+03},
+                      Model{"netlib-lp", "scagr7", -2.3313898243E+06},
                       Model{"netlib-lp", "modszk1", 3.2061972906E+02},
                       Model{"netlib-lp", "sc205", -5.2202061212E+01},
                       Model{"netlib-infeasible", "itest2", NAN},
