@@ -347,7 +347,14 @@ Status NormalEquations::solve(std::vector<double>& r, int32_t max_refine, Refine
     for (size_t i = 0; i < m; ++i) rz += res_[i] * z_[i];
     best_ = r;
     double best_norm = rnorm;
+    // Conjugate gradients on a poor preconditioner may creep; four steps that do not halve the
+    // best residual end the refinement.
+    double checkpoint = rnorm;
     for (; done < steps && rnorm > target; ++done) {
+      if (done > 0 && done % 4 == 0) {
+        if (best_norm > 0.5 * checkpoint) break;
+        checkpoint = best_norm;
+      }
       q_.assign(m, 0.0);
       multiply(p_, q_);
       double pq = 0.0;
