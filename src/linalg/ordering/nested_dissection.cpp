@@ -118,8 +118,17 @@ void Dissection::run() {
     if (!detail::bisect(wg, opt_, rng_, part, stats, sink_, top)) continue;
     Piece side[2];
     int64_t w[3] = {0, 0, 0};
+    for (int32_t i = 0; i < wg.n; ++i) w[part[i]] += wg.vw[i];
+    // A split that cuts off a sliver saves almost no fill and, repeated level after level,
+    // costs a multilevel bisection per sliver: such a part is left whole to the
+    // minimum-degree pass.
+    if (25 * std::min(w[0], w[1]) < w[0] + w[1] + w[2]) {
+      log_printf(sink_, 3, "  Unbalanced separator at depth %d: (%10d, %10d, %10d); part kept whole\n",
+                 pc.depth, static_cast<int>(w[0]), static_cast<int>(w[1]), static_cast<int>(w[2]));
+      top = false;
+      continue;
+    }
     for (int32_t i = 0; i < wg.n; ++i) {
-      w[part[i]] += wg.vw[i];
       if (part[i] == 2)
         level_[pc.nodes[i]] = pc.depth;
       else
