@@ -183,7 +183,12 @@ QBRrescode run_linear_intpnt(task::Task& t) {
                      lp.num_row, "scalar variables", lp.num_col);
   t.progress(QBR_CALLBACK_BEGIN_INTPNT);
   interior::IpResult r;
-  if (!solve_presolved(t, lp, opt, r)) interior::solve_lp(lp, opt, r);
+  if (!solve_presolved(t, lp, opt, r)) {
+    // Iterations spent on a reduced problem that was given up count as well.
+    const int32_t reduced_iterations = r.iterations;
+    interior::solve_lp(lp, opt, r);
+    r.iterations += reduced_iterations;
+  }
   t.progress(QBR_CALLBACK_END_INTPNT);
   linalg::log_printf(&opt.log, 1, "Interior-point optimizer terminated. Time: %.2f. Termination: %s [%d]\n",
                      r.time, interior::termination_name(static_cast<int32_t>(r.termination)),
