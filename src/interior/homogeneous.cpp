@@ -312,7 +312,10 @@ void HomogeneousSolver::gondzio(NormalEquations& ne, Direction& d, double& alpha
     if (p > hi) return std::max(hi - p, -hi);
     return 0.0;
   };
-  std::vector<double> rxs2(n_), rwv2(n_);
+  std::vector<double>& rxs2 = rxs2_;
+  std::vector<double>& rwv2 = rwv2_;
+  rxs2.resize(n_);
+  rwv2.resize(n_);
   for (int32_t k = 0; k < max_cor_; ++k) {
     const double at = std::min(1.0, 1.5 * alpha + 0.1);
     for (size_t j = 0; j < n_; ++j) {

@@ -86,6 +86,7 @@ class HomogeneousSolver {
   double tau_den_ = 1.0;
   Direction pred_, corr_, trial_;
   std::vector<double> rxs_, rwv_, work_n_, work_m_;
+  std::vector<double> rxs2_, rwv2_;  // right-hand sides of the trial correctors
   double rtk_ = 0.0, eta_ = 1.0;
   // Unscaled norms.
   double norm_b_ = 0, norm_c_ = 0, norm_u_ = 0, obj_const_ = 0;

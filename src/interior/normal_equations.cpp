@@ -210,9 +210,13 @@ void NormalEquations::remove_rows(const std::vector<int32_t>& rows) {
 void NormalEquations::form_sparse(double delta) {
   const StandardForm& sf = *sf_;
   const int32_t m = m_;
-#pragma omp parallel num_threads(threads_) if (threads_ > 1 && m > 2000)
+  const bool parallel = threads_ > 1 && m > 2000;
+  acc_.resize(static_cast<size_t>(parallel ? threads_ : 1));
+  for (auto& a : acc_) a.resize(static_cast<size_t>(m), 0.0);
+#pragma omp parallel num_threads(threads_) if (parallel)
   {
-    std::vector<double> acc(static_cast<size_t>(m), 0.0);
+    // Each thread accumulates into its own row of acc_, which it leaves zero again.
+    std::vector<double>& acc = acc_[static_cast<size_t>(omp_get_thread_num())];
 #pragma omp for schedule(dynamic, 64)
     for (int32_t i = 0; i < m; ++i) {
       const size_t ii = static_cast<size_t>(i);

@@ -95,6 +95,7 @@ class NormalEquations {
   // Dense part: W (m x k, column-major) and the Cholesky factor of S (k x k).
   std::vector<double> w_, s_;
   std::vector<double> work_, work2_, small_;
+  std::vector<std::vector<double>> acc_;  // per-thread row accumulators of form_sparse
   std::vector<double> rhs_, res_, z_, p_, q_, best_;
   double dense_time_ = 0.0, setup_time_ = 0.0;
 };
