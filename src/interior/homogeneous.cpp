@@ -27,6 +27,9 @@ namespace qubor::interior {
 namespace {
 
 constexpr double kStepFactor = 0.995;
+// A certificate ray must satisfy its homogeneous equations to this fraction of the size of
+// its terms: A'y + s - v = 0 for a primal one, A x = 0 and x_B = 0 for a dual one.
+constexpr double kRayTol = 1e-6;
 
 }  // namespace
 
@@ -52,6 +55,7 @@ HomogeneousSolver::HomogeneousSolver(const StandardForm& sf, const std::vector<d
     if (sf.kind[j] == ColKind::kBoxed) norm_u_ = std::max(norm_u_, std::fabs(sf.u[j] * cs_[j]));
   }
   obj_const_ = sf.obj_const;
+  for (double a : sf.values) amax_ = std::max(amax_, std::fabs(a));
   num_compl_ = 1;
   for (size_t j = 0; j < n_; ++j) {
     if (sf.kind[j] != ColKind::kFree) ++num_compl_;
@@ -152,6 +156,35 @@ TerminationInput HomogeneousSolver::termination_input() const {
   in.tolrgap = opt_.tol_rel_gap;
   in.eps = opt_.tol_infeas;
   return in;
+}
+
+// The termination test, with the rays it accepts as certificates checked on their own
+// equations: the ratio tests alone weigh the ray against norms of b, c and u, and when those
+// differ by orders of magnitude a scaled-down optimal iterate can pass for a ray.
+TerminationOutcome HomogeneousSolver::test(int32_t g, int32_t r) const {
+  TerminationOutcome out = termination_test(termination_input(), g, r, sink_);
+  if (!out.passed || (out.problem_status != 4 && out.problem_status != 5)) return out;
+  double res = 0.0, size = 0.0;
+  if (out.problem_status == 4) {
+    for (size_t j = 0; j < n_; ++j) {
+      res = std::max(res, std::fabs(sf_.c[j] * tau_ - rd_[j]));
+      size = std::max({size, s_[j], v_[j]});
+    }
+    double ymax = 0.0;
+    for (double e : y_) ymax = std::max(ymax, std::fabs(e));
+    size = std::max(size, amax_ * ymax);
+  } else {
+    double xmax = 0.0;
+    for (size_t j = 0; j < n_; ++j) {
+      xmax = std::max(xmax, std::fabs(x_[j]));
+      if (sf_.kind[j] == ColKind::kBoxed) res = std::max(res, std::fabs(x_[j]));
+    }
+    for (size_t i = 0; i < m_; ++i) res = std::max(res, std::fabs(sf_.b[i] * tau_ - rp_[i]));
+    size = amax_ * xmax;
+  }
+  if (res <= kRayTol * size) return out;
+  linalg::log_printf(sink_, 2, "Certificate rejected: ray residual %e, ray size %e.\n", res, size);
+  return TerminationOutcome();
 }
 
 bool HomogeneousSolver::factorize(NormalEquations& ne) {
@@ -486,7 +519,7 @@ void HomogeneousSolver::run(NormalEquations& ne, HsdOutcome& out) {
   int32_t iter = 0, short_steps = 0, since_progress = 0;
   double best_mu = mu_;
   while (true) {
-    last_pass_ = termination_test(termination_input(), 0, 0, sink_);
+    last_pass_ = test(0, 0);
     if (last_pass_.passed) {
       linalg::log_printf(sink_, 2, "Normal termination.\n");
       break;
@@ -526,7 +559,7 @@ void HomogeneousSolver::run(NormalEquations& ne, HsdOutcome& out) {
     if (!ok) {
       linalg::log_printf(sink_, 1, "Terminate due to numerical problems.\n");
       restore_best();
-      last_pass_ = termination_test(termination_input(), 1, 1, sink_);
+      last_pass_ = test(1, 1);
       if (!last_pass_.passed) trm = Termination::kNumericalInstability;
       break;
     }
@@ -543,15 +576,18 @@ void HomogeneousSolver::run(NormalEquations& ne, HsdOutcome& out) {
     // A run heading for optimality (tau well above kappa) whose merit explodes.
     const bool diverging =
         tau_ > 3.0 * kappa_ && mu_ < 1e-6 * mu0_ && merit() > 1e4 * best_.merit;
+    // The complementarity of the solution the iterate stands for is mu / scale^2, where the
+    // scale max(tau, kappa) can shrink by orders of magnitude on a badly scaled problem.
+    const double scale = std::max(tau_, kappa_);
     if (short_steps >= 3 || since_progress >= std::max(opt_.stall_iterations, 1) ||
-        mu_ < opt_.tol_mu_red * mu0_ || diverging) {
+        mu_ < opt_.tol_mu_red * mu0_ * scale * scale || diverging) {
       linalg::log_printf(sink_, 1,
                          "The solver is stalled due to the short stepsize %-.2e (lpval: %e).\n",
                          alpha, mu_);
-      last_pass_ = termination_test(termination_input(), 0, 0, sink_);
+      last_pass_ = test(0, 0);
       if (!last_pass_.passed) {
         restore_best();
-        last_pass_ = termination_test(termination_input(), 1, 1, sink_);
+        last_pass_ = test(1, 1);
       }
       if (last_pass_.passed) {
         linalg::log_printf(sink_, 1, "Normal termination in the stalled case.\n");

@@ -51,6 +51,7 @@ class HomogeneousSolver {
   void compute_residuals();
   double complementarity() const;
   TerminationInput termination_input() const;
+  TerminationOutcome test(int32_t g, int32_t r) const;
   bool factorize(NormalEquations& ne);
   bool tau_direction(NormalEquations& ne);
   bool solve_direction(NormalEquations& ne, double eta, const std::vector<double>& rxs,
@@ -90,6 +91,7 @@ class HomogeneousSolver {
   double rtk_ = 0.0, eta_ = 1.0;
   // Unscaled norms.
   double norm_b_ = 0, norm_c_ = 0, norm_u_ = 0, obj_const_ = 0;
+  double amax_ = 0;  // largest scaled |a_ij|
   double primal_reg_ = 1e-12, free_reg_ = 1e-9, dual_reg_ = 0.0;
   int32_t regu_level_ = 0;
   int32_t max_cor_ = 0;
