@@ -3,8 +3,12 @@
 // prints ("Presolve R (-r) rows, C (-c) columns and E (-e) elements"), and a summary of how
 // often our reduced problem is no larger than clp's in rows, columns and nonzeros.
 //
-//   bench_presolve [--clp] [--fill N] <dir-or-files...>
+//   bench_presolve [--clp] [--fill N] [--log LEVEL] [--dump DIR] <dir-or-files...>
+//
+// --dump writes each reduced problem to DIR/<model>.mps (free MPS), so that another presolve
+// can be run on our output to see what it still finds.
 #include <algorithm>
+#include <cmath>
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
@@ -40,17 +44,66 @@ Size clp_size(const std::string& file) {
   return s;
 }
 
+// Free MPS with generated names; infinite values as +-1e30.
+void write_mps(const std::string& path, const qubor::presolve::LpProblem& p) {
+  FILE* f = std::fopen(path.c_str(), "w");
+  if (f == nullptr) return;
+  auto num = [](double v) { return std::isfinite(v) ? v : (v > 0 ? 1e30 : -1e30); };
+  std::fprintf(f, "NAME reduced\nROWS\n N obj\n");
+  for (int32_t i = 0; i < p.m; ++i) {
+    const bool hl = std::isfinite(p.rl[i]), hu = std::isfinite(p.ru[i]);
+    std::fprintf(f, " %c r%d\n", hl && hu && p.rl[i] == p.ru[i] ? 'E' : (hl ? 'G' : (hu ? 'L' : 'N')), i);
+  }
+  std::fprintf(f, "COLUMNS\n");
+  for (int32_t j = 0; j < p.n; ++j) {
+    if (p.c[j] != 0.0) std::fprintf(f, " x%d obj %.17g\n", j, p.c[j]);
+    for (int64_t q = p.colptr[j]; q < p.colptr[j + 1]; ++q) std::fprintf(f, " x%d r%d %.17g\n", j, p.rowind[q], p.val[q]);
+  }
+  std::fprintf(f, "RHS\n");
+  if (p.c0 != 0.0) std::fprintf(f, " rhs obj %.17g\n", -p.c0);
+  for (int32_t i = 0; i < p.m; ++i) {
+    const bool hl = std::isfinite(p.rl[i]), hu = std::isfinite(p.ru[i]);
+    if (hl || hu) std::fprintf(f, " rhs r%d %.17g\n", i, hl ? p.rl[i] : p.ru[i]);
+  }
+  std::fprintf(f, "RANGES\n");
+  for (int32_t i = 0; i < p.m; ++i)
+    if (std::isfinite(p.rl[i]) && std::isfinite(p.ru[i]) && p.rl[i] != p.ru[i])
+      std::fprintf(f, " rng r%d %.17g\n", i, p.ru[i] - p.rl[i]);
+  std::fprintf(f, "BOUNDS\n");
+  for (int32_t j = 0; j < p.n; ++j) {
+    if (p.l[j] == p.u[j]) {
+      std::fprintf(f, " FX bnd x%d %.17g\n", j, p.l[j]);
+      continue;
+    }
+    if (!std::isfinite(p.l[j]) && !std::isfinite(p.u[j])) {
+      std::fprintf(f, " FR bnd x%d\n", j);
+      continue;
+    }
+    if (!std::isfinite(p.l[j])) std::fprintf(f, " MI bnd x%d\n", j);
+    else if (p.l[j] != 0.0) std::fprintf(f, " LO bnd x%d %.17g\n", j, p.l[j]);
+    if (std::isfinite(p.u[j])) std::fprintf(f, " UP bnd x%d %.17g\n", j, num(p.u[j]));
+  }
+  std::fprintf(f, "ENDATA\n");
+  std::fclose(f);
+}
+
 }  // namespace
 
 int main(int argc, char** argv) {
   bool with_clp = false;
   int fill = -1;
+  std::string dump_dir;
+  int log_level = 0;
   std::vector<std::string> files;
   for (int a = 1; a < argc; ++a) {
     if (std::strcmp(argv[a], "--clp") == 0) {
       with_clp = true;
     } else if (std::strcmp(argv[a], "--fill") == 0 && a + 1 < argc) {
       fill = std::atoi(argv[++a]);
+    } else if (std::strcmp(argv[a], "--log") == 0 && a + 1 < argc) {
+      log_level = std::atoi(argv[++a]);
+    } else if (std::strcmp(argv[a], "--dump") == 0 && a + 1 < argc) {
+      dump_dir = argv[++a];
     } else if (std::filesystem::is_directory(argv[a])) {
       for (const auto& e : std::filesystem::directory_iterator(argv[a]))
         if (e.path().string().ends_with(".mps.gz") || e.path().string().ends_with(".mps")) files.push_back(e.path());
@@ -72,8 +125,12 @@ int main(int argc, char** argv) {
     }
     qubor::presolve::PresolveOptions opt;
     opt.eliminator_max_fill = fill;
-    const auto r = qubor::presolve::presolve(p, opt);
+    qubor::linalg::LogSink sink;
+    sink.write = [](void*, const char* text) { std::fputs(text, stdout); };
+    sink.level = log_level;
+    const auto r = qubor::presolve::presolve(p, opt, log_level > 0 ? &sink : nullptr);
     const std::string name = std::filesystem::path(file).filename().string();
+    if (!dump_dir.empty()) write_mps(dump_dir + "/" + name.substr(0, name.find(".mps")) + ".mps", r.reduced);
     std::printf("%-18s %8d %8d %9lld | %8d %8d %9lld %7.3f", name.c_str(), p.m, p.n,
                 static_cast<long long>(p.nnz()), r.reduced.m, r.reduced.n, static_cast<long long>(r.reduced.nnz()),
                 r.stats.time);

@@ -47,6 +47,7 @@ void PostsolveStack::undo(UndoState& st) const {
       case StepKind::kDuplicateRow: undo_duplicate_row(s, st); break;
       case StepKind::kDuplicateColumn: undo_duplicate_column(s, st); break;
       case StepKind::kSlackColumn: undo_slack_column(s, st); break;
+      case StepKind::kActivityColumn: undo_activity_column(s, st); break;
     }
   }
 }
@@ -256,6 +257,25 @@ void PostsolveStack::undo_slack_column(const Step& s, UndoState& st) const {
   st.skx[j] = x_basic ? kKeyBasic : kx;
   if (x_basic) st.skc[i] = kr == kKeyBasic ? kKeyBasic : kr;
   else if (st.skc[i] != kKeyBasic && kr != kKeyBasic) st.skc[i] = kr;
+}
+
+// v: a (a_ij), rl_i, ru_i; entries: row i without column j. On the level after, column j
+// holds t = a x_j + rest with bounds [rl_i, ru_i] and z_t = c_j / a - sum_r (a_rj / a) y_r.
+// Every other column q of row i had its cost and entries changed by -a_iq times those of t,
+// so y_i = z_t leaves z_q as it was, and z_j = c_j - a y_i - sum_r a_rj y_r = 0: x_j is basic
+// and row i takes t's key.
+void PostsolveStack::undo_activity_column(const Step& s, UndoState& st) const {
+  const int32_t i = s.row, j = s.col;
+  const double a = s.v[0];
+  double rest = 0.0;
+  for (int64_t p = s.begin; p < s.end; ++p) rest += val[p] * st.x[idx[p]];
+  const double t = st.x[j];
+  st.x[j] = (t - rest) / a;
+  st.y[i] = st.z[j];
+  st.z[j] = 0.0;
+  const int32_t key = st.skx[j];
+  st.skx[j] = kKeyBasic;
+  st.skc[i] = key == kKeySuperBasic ? kKeyBasic : key;
 }
 
 }  // namespace qubor::presolve

@@ -46,6 +46,10 @@ class Presolver {
   // bounds (l_k, u_k before) were already merged.
   void substitute(int32_t j, int32_t i, int32_t row_key, int32_t partner, double lk_before, double uk_before);
 
+  // Replaces implied-free x_j by t = a_i x, the activity of row i (any sides): t takes the
+  // sides of row i as bounds, c_j / a_ij as cost and a_rj / a_ij in the other rows; row i goes.
+  void substitute_activity(int32_t j, int32_t i);
+
   int32_t fix_dominated(int32_t j, double zmin, double zmax);
   int32_t dominated_duplicate(int32_t j, int32_t k, double lambda);
   // Removes zero-cost singleton x_j of row i, widening the row's sides by x_j's range.

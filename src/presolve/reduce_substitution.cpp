@@ -170,19 +170,24 @@ int32_t Presolver::eliminate_free_columns() {
     int64_t best_fill = max_fill + 1;
     for (const Entry& e : col) {
       const int32_t i = e.index;
-      if (w_.rl[i] != w_.ru[i] || std::fabs(e.value) < kPivotTol * col_max) continue;
+      if (std::fabs(e.value) < kPivotTol * col_max) continue;
       // The product bounds the new entries; only promising pairs are counted exactly.
       const int64_t bound = static_cast<int64_t>(w_.rows[i].size() - 1) * static_cast<int64_t>(col.size() - 1);
       if (bound > 400) continue;
       work += bound + static_cast<int64_t>(col.size() * w_.rows[i].size());
-      const int64_t fill = net_fill(w_, j, i);
-      if (fill < best_fill) {
+      // Through an inequality x_j becomes the row's activity: the column stays, one entry
+      // shorter (and as a singleton it is then a slack or singleton of its last row).
+      const bool equality = w_.rl[i] == w_.ru[i];
+      if (!equality && col.size() != 2) continue;
+      const int64_t fill = net_fill(w_, j, i) + (equality ? 0 : static_cast<int64_t>(col.size() - 2));
+      if (fill < best_fill || (fill == best_fill && equality && best >= 0 && w_.rl[best] != w_.ru[best])) {
         best_fill = fill;
         best = i;
       }
     }
     if (best < 0 || !implied_free(w_, j, opt_.tol_x)) continue;
-    substitute(j, best, kKeyFixed, -1, 0.0, 0.0);
+    if (w_.rl[best] == w_.ru[best]) substitute(j, best, kKeyFixed, -1, 0.0, 0.0);
+    else substitute_activity(j, best);
     ++stats_.eliminated;
     ++count;
   }

@@ -112,4 +112,48 @@ ActivityBounds WorkProblem::activity_without(int32_t i, int32_t skip) const {
 
 ActivityBounds WorkProblem::activity(int32_t i) const { return activity_without(i, -1); }
 
+void WorkProblem::implied_bounds(ImpliedBounds& b) const {
+  b.lo.assign(l.begin(), l.end());
+  b.hi.assign(u.begin(), u.end());
+  b.lo_row.assign(static_cast<size_t>(n), -1);
+  b.hi_row.assign(static_cast<size_t>(n), -1);
+  for (int32_t i = 0; i < m; ++i) {
+    if (!row_active[i] || rows[i].size() < 2) continue;
+    const bool has_l = finite(rl[i]), has_u = finite(ru[i]);
+    if (!has_l && !has_u) continue;
+    const ActivityBounds act = activity(i);
+    if (act.min_inf > 1 && act.max_inf > 1) continue;
+    for (const Entry& e : rows[i]) {
+      const int32_t j = e.index;
+      const double a = e.value;
+      // The rest of the row without x_j's term, from the totals.
+      const double tmin = a > 0 ? l[j] : u[j], tmax = a > 0 ? u[j] : l[j];
+      double rest_min = kInf, rest_max = -kInf;  // infinite: no bound
+      if (finite(tmin)) {
+        if (act.min_inf == 0) rest_min = act.min - a * tmin;
+      } else if (act.min_inf == 1) {
+        rest_min = act.min;
+      }
+      if (finite(tmax)) {
+        if (act.max_inf == 0) rest_max = act.max - a * tmax;
+      } else if (act.max_inf == 1) {
+        rest_max = act.max;
+      }
+      // a x_j in [rl - rest_max, ru - rest_min].
+      const double t_lo = has_l && finite(rest_max) ? rl[i] - rest_max : -kInf;
+      const double t_hi = has_u && finite(rest_min) ? ru[i] - rest_min : kInf;
+      const double lo = a > 0 ? t_lo / a : t_hi / a, hi = a > 0 ? t_hi / a : t_lo / a;
+      // A margin against the cancellation in the totals.
+      if (finite(lo) && lo - scaled_tol(1e-9, lo) > b.lo[j]) {
+        b.lo[j] = lo - scaled_tol(1e-9, lo);
+        b.lo_row[j] = i;
+      }
+      if (finite(hi) && hi + scaled_tol(1e-9, hi) < b.hi[j]) {
+        b.hi[j] = hi + scaled_tol(1e-9, hi);
+        b.hi_row[j] = i;
+      }
+    }
+  }
+}
+
 }  // namespace qubor::presolve

@@ -22,6 +22,15 @@ struct ActivityBounds {
   double hi() const { return max_inf > 0 ? kInf : max; }
 };
 
+// Bounds of the columns implied by single rows and the column bounds of the rest of the row,
+// with the row each comes from: lo[j] > l[j] only when row lo_row[j] implies it. Whoever uses
+// such a bound to show row i redundant must skip bounds that come from row i itself.
+struct ImpliedBounds {
+  explicit ImpliedBounds(std::pmr::memory_resource* mem) : lo(mem), hi(mem), lo_row(mem), hi_row(mem) {}
+  Vec<double> lo, hi;
+  Vec<int32_t> lo_row, hi_row;  // -1: the column's own bound
+};
+
 struct WorkProblem {
   WorkProblem(const LpProblem& p, const PresolveOptions& opt);
 
@@ -47,6 +56,8 @@ struct WorkProblem {
   ActivityBounds activity(int32_t i) const;
   // Activity bounds of row i without column j's term.
   ActivityBounds activity_without(int32_t i, int32_t j) const;
+  // Tightest bounds implied by one row each, over the active rows.
+  void implied_bounds(ImpliedBounds& b) const;
 };
 
 // Helpers on bounds with infinities.

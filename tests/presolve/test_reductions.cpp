@@ -156,6 +156,60 @@ TEST(Reductions, ImpliedFreeColumnSingleton) {
   EXPECT_LE(rt.cols, 2);
 }
 
+// x2 >= 0 is implied by row 1 (x2 >= 2 x0 >= 0), so x2, which sits in two inequality rows,
+// is replaced by the activity of one of them; that activity, a singleton of the other row,
+// then goes as a slack (zero cost) or stays as a column (nonzero cost). The cost signs make
+// either row binding, so the row's dual comes back from the activity column's reduced cost.
+TEST(Reductions, ImpliedFreeColumnThroughInequality) {
+  for (double c2 : {0.0, 1.0, -0.5}) {
+    for (double c0 : {-1.0, 1.0}) {
+      DenseLp d = make_lp(4, 3);
+      d.u = {4, 5, kInfinity, 6};
+      d.c = {c0, -1, c2, -0.5};
+      d.at(0, 1) = 1;
+      d.at(0, 2) = 1;
+      d.at(0, 3) = 1;
+      d.ru[0] = 9;  // x1 + x2 + x3 <= 9
+      d.at(1, 0) = 2;
+      d.at(1, 2) = -1;
+      d.ru[1] = 0;  // x2 >= 2 x0
+      d.at(2, 0) = 1;
+      d.at(2, 1) = 1;
+      d.at(2, 3) = -1;
+      d.rl[2] = -3;
+      d.ru[2] = 7;
+      RoundTrip rt = round_trip(d);
+      EXPECT_EQ(rt.failure, "") << "c2 " << c2 << " c0 " << c0;
+      EXPECT_LE(rt.rows, 2) << "c2 " << c2 << " c0 " << c0;
+    }
+  }
+}
+
+// Row 1 limits x0 + 2 x1 only through the bounds x0, x1 <= 4 that the equality row 0 implies;
+// with them it is redundant and goes. Row 2 is not: its side is tight under those bounds.
+TEST(Reductions, RedundantRowUnderImpliedBounds) {
+  for (double side : {12.0, 20.0, 11.0}) {
+    DenseLp d = make_lp(3, 3);
+    d.c = {-1, -2, 1};
+    d.at(0, 0) = d.at(0, 1) = d.at(0, 2) = 1;
+    d.rl[0] = d.ru[0] = 4;
+    d.at(1, 0) = 1;
+    d.at(1, 1) = 2;
+    d.ru[1] = side;
+    d.at(2, 0) = 3;
+    d.at(2, 1) = 1;
+    d.at(2, 2) = -1;
+    d.ru[2] = 6;
+    PresolveOptions opt;
+    opt.eliminator_max_num_tries = 0;  // keep the equality, whose bounds are used
+    RoundTrip rt = round_trip(d, opt);
+    EXPECT_EQ(rt.failure, "") << "side " << side;
+    if (side >= 12.0) {
+      EXPECT_LE(rt.rows, 2) << "side " << side;
+    }
+  }
+}
+
 // x0 - x1 = 0 with x0 in [0, 3] and x1 in [0, 10]: x1 inherits the bound 3, which is the
 // active one, so postsolve must hand the dual back through the equality.
 TEST(Reductions, DoubletonEquationBoundTransfer) {
