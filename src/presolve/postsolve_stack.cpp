@@ -48,6 +48,10 @@ void PostsolveStack::undo(UndoState& st) const {
       case StepKind::kDuplicateColumn: undo_duplicate_column(s, st); break;
       case StepKind::kSlackColumn: undo_slack_column(s, st); break;
       case StepKind::kActivityColumn: undo_activity_column(s, st); break;
+      case StepKind::kRowToSide:
+        // Values and dual stay; a nonbasic row sits at that side.
+        if (st.skc[s.row] == kKeyFixed) st.skc[s.row] = s.side > 0 ? kKeyUpper : kKeyLower;
+        break;
     }
   }
 }
@@ -233,10 +237,12 @@ void PostsolveStack::undo_duplicate_column(const Step& s, UndoState& st) const {
   }
 }
 
-// v: a, l_j, u_j, rl, ru (row i before); entries: row i without column j.
+// v: a, l_j, u_j, rl, ru (row i before), g = c_j / a; entries: row i without column j.
 // With s the rest of the row's activity, a x_j may take any value in [lo, hi] (its own range
 // cut by the row's sides); the row's dual decides: y > 0 puts the row on rl, y < 0 on ru,
-// and z_j = -a y has the sign that bound of x_j needs.
+// and z_j = -a y has the sign that bound of x_j needs. A cost (equality rows only) was moved
+// to the other columns as -g a_iq, so their reduced costs stay with y_i = y + g, and
+// z_j = c_j - a y_i = -a y as before.
 void PostsolveStack::undo_slack_column(const Step& s, UndoState& st) const {
   const int32_t i = s.row, j = s.col;
   const double a = s.v[0], l = s.v[1], u = s.v[2], rl = s.v[3], ru = s.v[4];
@@ -252,11 +258,18 @@ void PostsolveStack::undo_slack_column(const Step& s, UndoState& st) const {
   else t = std::clamp(a * (finite(l) ? l : (finite(u) ? u : 0.0)), lo, hi);
   st.x[j] = t / a;
   st.z[j] = -a * y;
+  st.y[i] = y + s.v[5];
   const int32_t kx = column_key(st.x[j], l, u), kr = row_key(rest + t, rl, ru);
   const bool x_basic = kx == kKeyBasic || kx == kKeySuperBasic;
   st.skx[j] = x_basic ? kKeyBasic : kx;
   if (x_basic) st.skc[i] = kr == kKeyBasic ? kKeyBasic : kr;
   else if (st.skc[i] != kKeyBasic && kr != kKeyBasic) st.skc[i] = kr;
+  // A basic reduced row (y = 0) of an equality with a moved cost has y_i = g: the row is
+  // nonbasic and x_j, with z_j = 0, takes the basic place.
+  if (st.skc[i] == kKeyBasic && st.y[i] != 0.0) {
+    st.skx[j] = kKeyBasic;
+    st.skc[i] = kKeyFixed;
+  }
 }
 
 // v: a (a_ij), rl_i, ru_i; entries: row i without column j. On the level after, column j

@@ -31,6 +31,7 @@ enum class StepKind : uint8_t {
   kDuplicateColumn,  // column other = lambda * column with equal cost ratio, merged
   kSlackColumn,      // zero-cost column singleton absorbed into its row's sides
   kActivityColumn,   // implied-free x_j replaced by the activity of row i
+  kRowToSide,        // inequality row made an equality at the side every optimum has
 };
 
 struct Step {

@@ -65,7 +65,10 @@ PresolveStatus Presolver::run(const LogSink* log) {
       changed += eliminate_free_columns();
       stats_.eli_time += platform::wall_seconds() - t0;
     }
-    if (changed == 0) break;
+    if (changed == 0) {
+      if (absorb_costly_) break;
+      absorb_costly_ = true;
+    }
   }
   if (can_reduce()) {
     remove_empty_rows();

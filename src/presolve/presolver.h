@@ -52,8 +52,11 @@ class Presolver {
 
   int32_t fix_dominated(int32_t j, double zmin, double zmax);
   int32_t dominated_duplicate(int32_t j, int32_t k, double lambda);
-  // Removes zero-cost singleton x_j of row i, widening the row's sides by x_j's range.
+  // Removes singleton x_j of row i, widening the row's sides by x_j's range. A nonzero cost
+  // needs an equality row; it moves to the row's other columns.
   void absorb_slack_column(int32_t j, int32_t i);
+  // Row i is at side +1 (ru) or -1 (rl) in every optimum: the other side moves there.
+  void tighten_row_to_side(int32_t i, int32_t side);
   bool can_reduce() const;
   void set_status(PresolveStatus s) { if (status_ == PresolveStatus::kReduced) status_ = s; }
   PresolveStatus status() const { return status_; }
@@ -72,6 +75,9 @@ class Presolver {
   PresolveStatus status_ = PresolveStatus::kReduced;
   int32_t eliminator_rounds_ = 0;
   int32_t eliminator_cursor_ = 0;
+  // Singletons with a cost in equality rows are absorbed only once the rest has run dry:
+  // the equality is worth more to the eliminator than the column.
+  bool absorb_costly_ = false;
 
   friend struct PresolverAccess;
 };

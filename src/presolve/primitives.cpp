@@ -90,16 +90,15 @@ void Presolver::force_row(int32_t i, int32_t side) {
 
 void Presolver::absorb_slack_column(int32_t j, int32_t i) {
   const double a = w_.coef(i, j), l = w_.l[j], u = w_.u[j];
-  Step& s = stack_.push(StepKind::kSlackColumn);
-  s.row = i;
-  s.col = j;
-  s.v[0] = a;
-  s.v[1] = l;
-  s.v[2] = u;
-  s.v[3] = w_.rl[i];
-  s.v[4] = w_.ru[i];
-  for (const Entry& e : w_.rows[i])
-    if (e.index != j) stack_.add_entry(s, e.index, e.value);
+  // On an equality row the cost moves to the other columns: c_j x_j = g (b - rest), g = c_j / a.
+  const double g = w_.c[j] / a;
+  Step& s = stack_.push(StepKind::kSlackColumn, i, j, -1, {a, l, u, w_.rl[i], w_.ru[i], g});
+  for (const Entry& e : w_.rows[i]) {
+    if (e.index == j) continue;
+    stack_.add_entry(s, e.index, e.value);
+    w_.c[e.index] -= g * e.value;
+  }
+  if (g != 0.0) w_.c0 += g * w_.rl[i];
   const double min_ax = a > 0 ? a * l : a * u, max_ax = a > 0 ? a * u : a * l;
   w_.rl[i] = finite(w_.rl[i]) && finite(max_ax) ? w_.rl[i] - max_ax : -kInf;
   w_.ru[i] = finite(w_.ru[i]) && finite(min_ax) ? w_.ru[i] - min_ax : kInf;
@@ -178,6 +177,13 @@ void Presolver::substitute_activity(int32_t j, int32_t i) {
   w_.l[j] = w_.rl[i];
   w_.u[j] = w_.ru[i];
   w_.remove_row(i);
+  ++stats_.reductions;
+}
+
+void Presolver::tighten_row_to_side(int32_t i, int32_t side) {
+  Step& s = stack_.push(StepKind::kRowToSide, i, -1, -1, {});
+  s.side = side;
+  if (side > 0) w_.rl[i] = w_.ru[i]; else w_.ru[i] = w_.rl[i];
   ++stats_.reductions;
 }
 

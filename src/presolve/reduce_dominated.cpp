@@ -4,7 +4,9 @@
 // an upper side, and, for a continuous column singleton k in row i with an infinite upper
 // bound, a_ik y_i <= c_k (z_k >= 0), with an infinite lower bound a_ik y_i >= c_k. Over that
 // box z_j = c_j - a_j'y lies in [zmin, zmax]. zmin > 0 puts x_j at its lower bound in every
-// optimum (no lower bound: no dual feasible point), zmax < 0 at its upper bound.
+// optimum (no lower bound: no dual feasible point), zmax < 0 at its upper bound. Likewise a
+// row whose dual is bounded away from zero is at the matching side in every optimum and
+// becomes an equality there.
 // LP duality says nothing about integer columns, so they are neither fixed nor used.
 #include <algorithm>
 #include <cmath>
@@ -82,6 +84,18 @@ int32_t Presolver::dominated_columns() {
   Vec<Range> y_rows(y, opt_.mem);
   dual_bounds_from_singletons(w_, y);
   int32_t count = 0;
+  // A dual bounded away from zero puts its row on one side in every optimum.
+  for (int32_t i = 0; i < w_.m && can_reduce(); ++i) {
+    if (!w_.row_active[i] || w_.rl[i] == w_.ru[i] || w_.rows[i].empty()) continue;
+    const int32_t side = y[i].lo > opt_.tol_s ? -1 : (y[i].hi < -opt_.tol_s ? +1 : 0);
+    if (side == 0) continue;
+    if (!finite(side > 0 ? w_.ru[i] : w_.rl[i])) {
+      set_status(PresolveStatus::kDualInfeasible);
+      return count;
+    }
+    tighten_row_to_side(i, side);
+    ++count;
+  }
   // Singletons that bound a dual are judged by the row signs alone, after the others:
   // fixing one earlier would void its bound for the later columns.
   for (int pass = 0; pass < 2; ++pass) {

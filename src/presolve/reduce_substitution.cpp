@@ -5,8 +5,9 @@
 // already keep x_j inside [l_j, u_j]; its own bounds can then be dropped and x_j expressed
 // through one equality row. A column singleton in an inequality row: with y_i = c_j / a_ij
 // the optimum puts the row on the side that sign of y_i allows, so the row is fixed there
-// first. A zero-cost singleton that is not implied free is a slack: its range widens the
-// row's sides and it goes. Doubleton equation a_j x_j + a_k x_k = b: x_j's bounds move to x_k, then x_j is
+// first. A singleton that is not implied free is a slack when it has no cost or its row is
+// an equality: its range widens the row's sides (its cost moves to the row's other columns)
+// and it goes. Doubleton equation a_j x_j + a_k x_k = b: x_j's bounds move to x_k, then x_j is
 // substituted. Integer columns are never substituted out.
 #include <algorithm>
 #include <cmath>
@@ -66,7 +67,7 @@ int32_t Presolver::column_singletons() {
     if (w_.rows[i].size() < 2) continue;
     const bool free_col = implied_free(w_, j, opt_.tol_x);
     if (!free_col || std::fabs(a) < kPivotTol * max_abs(w_.rows[i])) {
-      if (w_.c[j] == 0.0) {
+      if (w_.c[j] == 0.0 || (w_.rl[i] == w_.ru[i] && absorb_costly_)) {
         absorb_slack_column(j, i);
         ++count;
       }

@@ -248,6 +248,49 @@ TEST(Reductions, SlackColumnsWidenTheirRow) {
   }
 }
 
+// A singleton with a cost in an equality row, its bounds not implied: the row takes the
+// bounds as its sides and the cost moves to the row's other columns. Each cost sign puts
+// x2 at a different bound or inside (then basic), so all the dual cases come back.
+TEST(Reductions, SingletonWithCostInEquality) {
+  for (double c2 : {3.0, -3.0, 0.5}) {
+    DenseLp d = make_lp(3, 2);
+    d.u = {4, 4, 2};
+    d.c = {-1, 1, c2};
+    d.at(0, 0) = 1;
+    d.at(0, 1) = -1;
+    d.at(0, 2) = 2;
+    d.rl[0] = d.ru[0] = 1;  // x0 - x1 + 2 x2 = 1
+    d.at(1, 0) = 1;
+    d.at(1, 1) = 1;
+    d.ru[1] = 5;
+    RoundTrip rt = round_trip(d);
+    EXPECT_EQ(rt.failure, "") << "c2 " << c2;
+    EXPECT_LE(rt.cols, 2) << "c2 " << c2;
+  }
+}
+
+// x1 <= 0 has no lower bound and a positive cost: z_1 = c_1 - a y <= 0 bounds the dual of its
+// row away from zero, so the row is at its side in every optimum; as an equality it then
+// absorbs x1. The mirrored row (>=, negated coefficients) takes the other side.
+TEST(Reductions, RowAtItsSideByDualBound) {
+  for (double sign : {1.0, -1.0}) {
+    DenseLp d = make_lp(3, 2);
+    d.l[1] = -kInfinity;
+    d.u = {6, 0, 6};
+    d.c = {-1, 0.4, -0.5};
+    d.at(0, 0) = sign;
+    d.at(0, 1) = -sign;
+    d.at(0, 2) = 0.5 * sign;
+    if (sign > 0) d.ru[0] = 2; else d.rl[0] = -2;
+    d.at(1, 0) = 1;
+    d.at(1, 2) = 1;
+    d.ru[1] = 8;
+    RoundTrip rt = round_trip(d);
+    EXPECT_EQ(rt.failure, "") << "sign " << sign;
+    EXPECT_EQ(rt.rows + rt.cols, 0) << "sign " << sign;
+  }
+}
+
 // Parallel columns with different costs: x1 = x0 in every row, costs more, and x0 can grow
 // without limit, so x1 stays at its lower bound.
 TEST(Reductions, DominatedParallelColumns) {
