@@ -76,10 +76,10 @@ void write_mps(const std::string& path, const qubor::presolve::LpProblem& p) {
       continue;
     }
     if (!std::isfinite(p.l[j]) && !std::isfinite(p.u[j])) {
-      std::fprintf(f, " FR bnd x%d\n", j);
+      std::fprintf(f, " FR bnd x%d 0\n", j);
       continue;
     }
-    if (!std::isfinite(p.l[j])) std::fprintf(f, " MI bnd x%d\n", j);
+    if (!std::isfinite(p.l[j])) std::fprintf(f, " MI bnd x%d 0\n", j);
     else if (p.l[j] != 0.0) std::fprintf(f, " LO bnd x%d %.17g\n", j, p.l[j]);
     if (std::isfinite(p.u[j])) std::fprintf(f, " UP bnd x%d %.17g\n", j, num(p.u[j]));
   }

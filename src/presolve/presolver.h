@@ -12,6 +12,11 @@
 
 namespace qubor::presolve {
 
+// A closed interval, for bounds on duals.
+struct Range {
+  double lo, hi;
+};
+
 class Presolver {
  public:
   Presolver(const LpProblem& p, const PresolveOptions& opt, PostsolveStack& stack, PresolveStats& stats);
@@ -51,6 +56,7 @@ class Presolver {
   void substitute_activity(int32_t j, int32_t i);
 
   int32_t fix_dominated(int32_t j, double zmin, double zmax);
+  int32_t fix_weakly_dominated(int32_t j, const Vec<Range>& y_rows);
   int32_t dominated_duplicate(int32_t j, int32_t k, double lambda);
   // Removes singleton x_j of row i, widening the row's sides by x_j's range. A nonzero cost
   // needs an equality row; it moves to the row's other columns.

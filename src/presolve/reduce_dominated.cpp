@@ -17,10 +17,6 @@ namespace qubor::presolve {
 
 namespace {
 
-struct Range {
-  double lo, hi;
-};
-
 void dual_bounds_from_rows(const WorkProblem& w, Vec<Range>& y) {
   for (int32_t i = 0; i < w.m; ++i) {
     const bool has_l = finite(w.rl[i]), has_u = finite(w.ru[i]);
@@ -78,6 +74,23 @@ int32_t Presolver::fix_dominated(int32_t j, double zmin, double zmax) {
   return 0;
 }
 
+// With the row signs alone deciding z_j >= 0 (c_j >= 0 and every row of x_j loosens as x_j
+// decreases), moving x_j to its lower bound keeps any solution feasible at no cost, and
+// every dual the reduced problem can have keeps that sign; likewise upwards.
+int32_t Presolver::fix_weakly_dominated(int32_t j, const Vec<Range>& y_rows) {
+  double zmin, zmax;
+  reduced_cost_range(w_, y_rows, j, zmin, zmax);
+  if (zmin >= 0.0 && finite(w_.l[j])) {
+    fix_column(j, w_.l[j]);
+    return 1;
+  }
+  if (zmax <= 0.0 && finite(w_.u[j])) {
+    fix_column(j, w_.u[j]);
+    return 1;
+  }
+  return 0;
+}
+
 int32_t Presolver::dominated_columns() {
   Vec<Range> y(static_cast<size_t>(w_.m), Range{0, 0}, opt_.mem);
   dual_bounds_from_rows(w_, y);
@@ -96,6 +109,11 @@ int32_t Presolver::dominated_columns() {
     tighten_row_to_side(i, side);
     ++count;
   }
+  if (count > 0) {  // the new equalities lose their sign bounds
+    dual_bounds_from_rows(w_, y);
+    y_rows.assign(y.begin(), y.end());
+    dual_bounds_from_singletons(w_, y);
+  }
   // Singletons that bound a dual are judged by the row signs alone, after the others:
   // fixing one earlier would void its bound for the later columns.
   for (int pass = 0; pass < 2; ++pass) {
@@ -105,11 +123,12 @@ int32_t Presolver::dominated_columns() {
       if (bounding != (pass == 1)) continue;
       double zmin, zmax;
       reduced_cost_range(w_, pass == 0 ? y : y_rows, j, zmin, zmax);
-      const int32_t r = fix_dominated(j, zmin, zmax);
+      int32_t r = fix_dominated(j, zmin, zmax);
       if (r < 0) {
         set_status(PresolveStatus::kDualInfeasible);
         return count;
       }
+      if (r == 0) r = fix_weakly_dominated(j, y_rows);
       count += r;
     }
   }

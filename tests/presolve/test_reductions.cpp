@@ -326,6 +326,28 @@ TEST(Reductions, DominatedColumnsGoToTheirBound) {
   EXPECT_EQ(round_trip(d).presolve_status, PresolveStatus::kDualInfeasible);
 }
 
+// x2 costs nothing and only uses up room in two <= rows: at its lower bound it loses
+// nothing, so it is fixed there even though z_2 may be zero. Mirrored: x2 with a zero cost
+// that only loosens >= rows as it grows goes to its upper bound.
+TEST(Reductions, WeaklyDominatedColumns) {
+  for (double sign : {1.0, -1.0}) {
+    DenseLp d = make_lp(3, 2);
+    d.u = {5, 5, 3};
+    d.c = {-1, -1, 0};
+    d.at(0, 0) = 1;
+    d.at(0, 1) = 2;
+    d.at(0, 2) = sign;
+    d.ru[0] = 8;
+    d.at(1, 0) = 3;
+    d.at(1, 1) = 1;
+    d.at(1, 2) = 2 * sign;
+    d.ru[1] = 9;
+    RoundTrip rt = round_trip(d);
+    EXPECT_EQ(rt.failure, "") << "sign " << sign;
+    EXPECT_LE(rt.cols, 2) << "sign " << sign;
+  }
+}
+
 TEST(Reductions, DuplicateRowsMergeSides) {
   DenseLp d = make_lp(3, 3);
   d.u = {5, 5, 5};
