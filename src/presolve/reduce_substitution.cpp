@@ -177,10 +177,12 @@ int32_t Presolver::eliminate_free_columns() {
       if (bound > 400) continue;
       work += bound + static_cast<int64_t>(col.size() * w_.rows[i].size());
       // Through an inequality x_j becomes the row's activity: the column stays, one entry
-      // shorter (and as a singleton it is then a slack or singleton of its last row).
+      // shorter. Of two entries, it is then a singleton that goes as a slack or singleton
+      // of its last row; longer columns are turned only through doubleton rows, whose
+      // activity is x_j shifted by one other column.
       const bool equality = w_.rl[i] == w_.ru[i];
-      if (!equality && col.size() != 2) continue;
-      const int64_t fill = net_fill(w_, j, i) + (equality ? 0 : static_cast<int64_t>(col.size() - 2));
+      if (!equality && col.size() != 2 && w_.rows[i].size() != 2) continue;
+      const int64_t fill = net_fill(w_, j, i) + (equality || col.size() == 2 ? 0 : static_cast<int64_t>(col.size() - 1));
       if (fill < best_fill || (fill == best_fill && equality && best >= 0 && w_.rl[best] != w_.ru[best])) {
         best_fill = fill;
         best = i;

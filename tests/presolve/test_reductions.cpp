@@ -185,6 +185,36 @@ TEST(Reductions, ImpliedFreeColumnThroughInequality) {
   }
 }
 
+// A longer implied-free column goes through a doubleton inequality: x2 >= 2 x0 >= 0 makes
+// x2's bound implied, and x2 - 2 x0 (in [0, inf)) takes x2's place in the other rows.
+TEST(Reductions, ImpliedFreeColumnThroughDoubletonRow) {
+  for (double c2 : {0.0, 1.0, -0.25}) {
+    DenseLp d = make_lp(4, 4);
+    d.u = {4, 5, kInfinity, 6};
+    d.c = {-1, -1, c2, -0.5};
+    d.at(0, 1) = 1;
+    d.at(0, 2) = 1;
+    d.at(0, 3) = 1;
+    d.ru[0] = 9;
+    d.at(1, 0) = -2;
+    d.at(1, 2) = 1;
+    d.rl[1] = 0;  // x2 >= 2 x0
+    d.at(2, 0) = 1;
+    d.at(2, 2) = 2;
+    d.at(2, 3) = -1;
+    d.ru[2] = 10;
+    d.at(3, 1) = 1;
+    d.at(3, 2) = -1;
+    d.at(3, 3) = 1;
+    d.rl[3] = -2;
+    d.ru[3] = 7;
+    PresolveOptions opt;
+    RoundTrip rt = round_trip(d, opt);
+    EXPECT_EQ(rt.failure, "") << "c2 " << c2;
+    EXPECT_GE(rt.stats.eliminated, 1) << "c2 " << c2;
+  }
+}
+
 // Row 1 limits x0 + 2 x1 only through the bounds x0, x1 <= 4 that the equality row 0 implies;
 // with them it is redundant and goes. Row 2 is not: its side is tight under those bounds.
 TEST(Reductions, RedundantRowUnderImpliedBounds) {
