@@ -21,9 +21,18 @@ namespace {
 // Smallest |pivot| accepted relative to the largest entry it is compared with.
 constexpr double kPivotTol = 1e-2;
 
-// Bounds of x_j implied by row i: a x_j = activity - rest, activity in [rl, ru].
-void implied_bounds(const WorkProblem& w, int32_t i, int32_t j, double a, double& lo, double& hi) {
-  const ActivityBounds rest = w.activity_without(i, j);
+// Bounds of x_j implied by row i: a x_j = activity - rest, activity in [rl, ru]. The rest
+// may use bounds implied by rows without x_j (b, when given).
+void implied_bounds(const WorkProblem& w, const ImpliedBounds* b, int32_t i, int32_t j, double a, double& lo,
+                    double& hi) {
+  ActivityBounds rest;
+  for (const Entry& e : w.rows[i]) {
+    if (e.index == j) continue;
+    const double l = w.usable_lower(b, e.index, j, i), u = w.usable_upper(b, e.index, j, i);
+    const double tmin = e.value > 0 ? l : u, tmax = e.value > 0 ? u : l;
+    if (finite(tmin)) rest.min += e.value * tmin; else ++rest.min_inf;
+    if (finite(tmax)) rest.max += e.value * tmax; else ++rest.max_inf;
+  }
   const double t_lo = w.rl[i] - rest.hi();  // a x_j >= t_lo
   const double t_hi = w.ru[i] - rest.lo();  // a x_j <= t_hi
   if (a > 0) {
@@ -43,14 +52,15 @@ double max_abs(const Vec<Entry>& list) {
 
 }  // namespace
 
-// True when x_j stays within its bounds on every point satisfying its rows.
-static bool implied_free(const WorkProblem& w, int32_t j, double tol) {
+// True when x_j stays within its bounds on every point satisfying its rows (and the rows
+// that imply the bounds in b).
+static bool implied_free(const WorkProblem& w, const ImpliedBounds* b, int32_t j, double tol) {
   double lo = -kInf, hi = kInf;
   const bool need_lo = finite(w.l[j]), need_hi = finite(w.u[j]);
   if (!need_lo && !need_hi) return true;
   for (const Entry& e : w.cols[j]) {
     double rlo, rhi;
-    implied_bounds(w, e.index, j, e.value, rlo, rhi);
+    implied_bounds(w, b, e.index, j, e.value, rlo, rhi);
     lo = std::max(lo, rlo);
     hi = std::min(hi, rhi);
   }
@@ -65,7 +75,7 @@ int32_t Presolver::column_singletons() {
     const int32_t i = w_.cols[j].front().index;
     const double a = w_.cols[j].front().value;
     if (w_.rows[i].size() < 2) continue;
-    const bool free_col = implied_free(w_, j, opt_.tol_x);
+    const bool free_col = implied_free(w_, nullptr, j, opt_.tol_x);
     if (!free_col || std::fabs(a) < kPivotTol * max_abs(w_.rows[i])) {
       if (w_.c[j] == 0.0 || (w_.rl[i] == w_.ru[i] && absorb_costly_)) {
         absorb_slack_column(j, i);
@@ -160,6 +170,8 @@ int32_t Presolver::eliminate_free_columns() {
   const int64_t budget = 10 * w_.nnz + 100000;
   int64_t work = 0;
   int32_t count = 0;
+  ImpliedBounds implied(opt_.mem);
+  w_.implied_bounds(implied);
   // A round that runs out of work resumes where the previous one stopped.
   int32_t step = 0;
   for (; step < w_.n && can_reduce() && work < budget; ++step) {
@@ -188,7 +200,7 @@ int32_t Presolver::eliminate_free_columns() {
         best = i;
       }
     }
-    if (best < 0 || !implied_free(w_, j, opt_.tol_x)) continue;
+    if (best < 0 || !implied_free(w_, &implied, j, opt_.tol_x)) continue;
     if (w_.rl[best] == w_.ru[best]) substitute(j, best, kKeyFixed, -1, 0.0, 0.0);
     else substitute_activity(j, best);
     ++stats_.eliminated;

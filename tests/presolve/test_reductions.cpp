@@ -166,18 +166,9 @@ TEST(Reductions, ImpliedFreeColumnThroughInequality) {
       DenseLp d = make_lp(4, 3);
       d.u = {4, 5, kInfinity, 6};
       d.c = {c0, -1, c2, -0.5};
-      d.at(0, 1) = 1;
-      d.at(0, 2) = 1;
-      d.at(0, 3) = 1;
-      d.ru[0] = 9;  // x1 + x2 + x3 <= 9
-      d.at(1, 0) = 2;
-      d.at(1, 2) = -1;
-      d.ru[1] = 0;  // x2 >= 2 x0
-      d.at(2, 0) = 1;
-      d.at(2, 1) = 1;
-      d.at(2, 3) = -1;
-      d.rl[2] = -3;
-      d.ru[2] = 7;
+      set_row(d, 0, {{1, 1}, {2, 1}, {3, 1}}, -kInfinity, 9);
+      set_row(d, 1, {{0, 2}, {2, -1}}, -kInfinity, 0);  // x2 >= 2 x0
+      set_row(d, 2, {{0, 1}, {1, 1}, {3, -1}}, -3, 7);
       RoundTrip rt = round_trip(d);
       EXPECT_EQ(rt.failure, "") << "c2 " << c2 << " c0 " << c0;
       EXPECT_LE(rt.rows, 2) << "c2 " << c2 << " c0 " << c0;
@@ -192,24 +183,11 @@ TEST(Reductions, ImpliedFreeColumnThroughDoubletonRow) {
     DenseLp d = make_lp(4, 4);
     d.u = {4, 5, kInfinity, 6};
     d.c = {-1, -1, c2, -0.5};
-    d.at(0, 1) = 1;
-    d.at(0, 2) = 1;
-    d.at(0, 3) = 1;
-    d.ru[0] = 9;
-    d.at(1, 0) = -2;
-    d.at(1, 2) = 1;
-    d.rl[1] = 0;  // x2 >= 2 x0
-    d.at(2, 0) = 1;
-    d.at(2, 2) = 2;
-    d.at(2, 3) = -1;
-    d.ru[2] = 10;
-    d.at(3, 1) = 1;
-    d.at(3, 2) = -1;
-    d.at(3, 3) = 1;
-    d.rl[3] = -2;
-    d.ru[3] = 7;
-    PresolveOptions opt;
-    RoundTrip rt = round_trip(d, opt);
+    set_row(d, 0, {{1, 1}, {2, 1}, {3, 1}}, -kInfinity, 9);
+    set_row(d, 1, {{0, -2}, {2, 1}}, 0, kInfinity);  // x2 >= 2 x0
+    set_row(d, 2, {{0, 1}, {2, 2}, {3, -1}}, -kInfinity, 10);
+    set_row(d, 3, {{1, 1}, {2, -1}, {3, 1}}, -2, 7);
+    RoundTrip rt = round_trip(d);
     EXPECT_EQ(rt.failure, "") << "c2 " << c2;
     EXPECT_GE(rt.stats.eliminated, 1) << "c2 " << c2;
   }
@@ -221,15 +199,9 @@ TEST(Reductions, RedundantRowUnderImpliedBounds) {
   for (double side : {12.0, 20.0, 11.0}) {
     DenseLp d = make_lp(3, 3);
     d.c = {-1, -2, 1};
-    d.at(0, 0) = d.at(0, 1) = d.at(0, 2) = 1;
-    d.rl[0] = d.ru[0] = 4;
-    d.at(1, 0) = 1;
-    d.at(1, 1) = 2;
-    d.ru[1] = side;
-    d.at(2, 0) = 3;
-    d.at(2, 1) = 1;
-    d.at(2, 2) = -1;
-    d.ru[2] = 6;
+    set_row(d, 0, {{0, 1}, {1, 1}, {2, 1}}, 4, 4);
+    set_row(d, 1, {{0, 1}, {1, 2}}, -kInfinity, side);
+    set_row(d, 2, {{0, 3}, {1, 1}, {2, -1}}, -kInfinity, 6);
     PresolveOptions opt;
     opt.eliminator_max_num_tries = 0;  // keep the equality, whose bounds are used
     RoundTrip rt = round_trip(d, opt);
@@ -286,13 +258,8 @@ TEST(Reductions, SingletonWithCostInEquality) {
     DenseLp d = make_lp(3, 2);
     d.u = {4, 4, 2};
     d.c = {-1, 1, c2};
-    d.at(0, 0) = 1;
-    d.at(0, 1) = -1;
-    d.at(0, 2) = 2;
-    d.rl[0] = d.ru[0] = 1;  // x0 - x1 + 2 x2 = 1
-    d.at(1, 0) = 1;
-    d.at(1, 1) = 1;
-    d.ru[1] = 5;
+    set_row(d, 0, {{0, 1}, {1, -1}, {2, 2}}, 1, 1);
+    set_row(d, 1, {{0, 1}, {1, 1}}, -kInfinity, 5);
     RoundTrip rt = round_trip(d);
     EXPECT_EQ(rt.failure, "") << "c2 " << c2;
     EXPECT_LE(rt.cols, 2) << "c2 " << c2;
@@ -308,13 +275,8 @@ TEST(Reductions, RowAtItsSideByDualBound) {
     d.l[1] = -kInfinity;
     d.u = {6, 0, 6};
     d.c = {-1, 0.4, -0.5};
-    d.at(0, 0) = sign;
-    d.at(0, 1) = -sign;
-    d.at(0, 2) = 0.5 * sign;
-    if (sign > 0) d.ru[0] = 2; else d.rl[0] = -2;
-    d.at(1, 0) = 1;
-    d.at(1, 2) = 1;
-    d.ru[1] = 8;
+    set_row(d, 0, {{0, sign}, {1, -sign}, {2, 0.5 * sign}}, sign > 0 ? -kInfinity : -2, sign > 0 ? 2 : kInfinity);
+    set_row(d, 1, {{0, 1}, {2, 1}}, -kInfinity, 8);
     RoundTrip rt = round_trip(d);
     EXPECT_EQ(rt.failure, "") << "sign " << sign;
     EXPECT_EQ(rt.rows + rt.cols, 0) << "sign " << sign;
@@ -364,14 +326,8 @@ TEST(Reductions, WeaklyDominatedColumns) {
     DenseLp d = make_lp(3, 2);
     d.u = {5, 5, 3};
     d.c = {-1, -1, 0};
-    d.at(0, 0) = 1;
-    d.at(0, 1) = 2;
-    d.at(0, 2) = sign;
-    d.ru[0] = 8;
-    d.at(1, 0) = 3;
-    d.at(1, 1) = 1;
-    d.at(1, 2) = 2 * sign;
-    d.ru[1] = 9;
+    set_row(d, 0, {{0, 1}, {1, 2}, {2, sign}}, -kInfinity, 8);
+    set_row(d, 1, {{0, 3}, {1, 1}, {2, 2 * sign}}, -kInfinity, 9);
     RoundTrip rt = round_trip(d);
     EXPECT_EQ(rt.failure, "") << "sign " << sign;
     EXPECT_LE(rt.cols, 2) << "sign " << sign;
@@ -457,6 +413,24 @@ TEST(Reductions, EliminatorSubstitutesFreeColumns) {
   rt = round_trip(d, opt);
   EXPECT_EQ(rt.failure, "");
   EXPECT_EQ(rt.stats.eliminated, 0);
+}
+
+// x2 in [-3, 10] equals x0 - x1 (row 0); its upper bound is implied only through x0 <= 10,
+// which row 2 (without x2) implies. With that, x2 is implied free and goes through row 0.
+TEST(Reductions, ImpliedFreeThroughBoundsOfOtherRows) {
+  for (double c2 : {-0.5, 0.5}) {
+    DenseLp d = make_lp(5, 4);
+    d.l[2] = -3;
+    d.u = {kInfinity, 3, 10, 6, kInfinity};
+    d.c = {-1, 0.25, c2, -0.5, 0.1};
+    set_row(d, 0, {{0, -1}, {1, 1}, {2, 1}}, 0, 0);  // x2 = x0 - x1
+    set_row(d, 1, {{2, 1}, {3, 1}}, -kInfinity, 12);
+    set_row(d, 2, {{0, 1}, {4, 1}}, -kInfinity, 10);
+    set_row(d, 3, {{3, 1}, {4, 1}}, 1, kInfinity);
+    RoundTrip rt = round_trip(d);
+    EXPECT_EQ(rt.failure, "") << "c2 " << c2;
+    EXPECT_GE(rt.stats.eliminated, 1) << "c2 " << c2;
+  }
 }
 
 // Integer columns are neither substituted, merged nor fixed by dual arguments, and get
