@@ -334,6 +334,24 @@ TEST(Reductions, WeaklyDominatedColumns) {
   }
 }
 
+// The dual of the ranged row 0 is bounded only through column 0 (z_0 >= 0 gives
+// y_0 >= y_1) and the sign of row 1 (y_1 >= 0): then z_1 = c_1 + y_0 > 0 and x1 goes to its
+// lower bound, which takes propagating the dual constraints of non-singleton columns.
+TEST(Reductions, DominatedByPropagatedDualBounds) {
+  for (double c1 : {0.5, 2.0}) {
+    DenseLp d = make_lp(3, 2);
+    d.u = {kInfinity, 10, 5};
+    d.c = {0, c1, -1};
+    set_row(d, 0, {{0, -1}, {1, -1}, {2, 1}}, -4, 2);
+    set_row(d, 1, {{0, 1}, {2, 1}}, 1, kInfinity);
+    PresolveOptions opt;
+    opt.max_num_pass = 1;
+    RoundTrip rt = round_trip(d, opt);
+    EXPECT_EQ(rt.failure, "") << "c1 " << c1;
+    EXPECT_LE(rt.cols, 2) << "c1 " << c1;
+  }
+}
+
 TEST(Reductions, DuplicateRowsMergeSides) {
   DenseLp d = make_lp(3, 3);
   d.u = {5, 5, 5};
