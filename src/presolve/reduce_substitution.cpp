@@ -166,6 +166,9 @@ int32_t Presolver::eliminate_free_columns() {
   if (eliminator_rounds_ >= max_rounds) return 0;
   ++eliminator_rounds_;
   const int64_t max_fill = opt_.eliminator_max_fill < 0 ? 3 : opt_.eliminator_max_fill;
+  // The activity column of an inequality keeps its entries and may stay, so those
+  // substitutions get less room.
+  const int64_t max_fill_activity = std::min<int64_t>(max_fill, 1);
   // Each round may touch about ten times the nonzeros; dense rows would make it quadratic.
   const int64_t budget = 10 * w_.nnz + 100000;
   int64_t work = 0;
@@ -195,6 +198,7 @@ int32_t Presolver::eliminate_free_columns() {
       const bool equality = w_.rl[i] == w_.ru[i];
       if (!equality && col.size() != 2 && w_.rows[i].size() != 2) continue;
       const int64_t fill = net_fill(w_, j, i) + (equality || col.size() == 2 ? 0 : static_cast<int64_t>(col.size() - 1));
+      if (!equality && fill > max_fill_activity) continue;
       if (fill < best_fill || (fill == best_fill && equality && best >= 0 && w_.rl[best] != w_.ru[best])) {
         best_fill = fill;
         best = i;
