@@ -34,7 +34,7 @@ void dual_bounds_from_rows(const WorkProblem& w, Vec<Range>& y) {
 // source: the bounds hold only while the sources stay in the problem.
 void propagate_dual_bounds(const WorkProblem& w, Vec<Range>& y, Vec<uint8_t>& source) {
   source.assign(static_cast<size_t>(w.n), 0);
-  constexpr int kSweeps = 4;
+  constexpr int kSweeps = 2;
   for (int sweep = 0; sweep < kSweeps; ++sweep) {
     bool changed = false;
     for (int32_t j = 0; j < w.n; ++j) {
