@@ -32,6 +32,7 @@ enum class StepKind : uint8_t {
   kSlackColumn,      // zero-cost column singleton absorbed into its row's sides
   kActivityColumn,   // implied-free x_j replaced by the activity of row i
   kRowToSide,        // inequality row made an equality at the side every optimum has
+  kFourierMotzkin,   // zero-cost x_j between rows p and q projected out
 };
 
 struct Step {
@@ -97,6 +98,7 @@ struct PostsolveStack {
   void undo_duplicate_column(const Step& s, UndoState& st) const;
   void undo_slack_column(const Step& s, UndoState& st) const;
   void undo_activity_column(const Step& s, UndoState& st) const;
+  void undo_fourier_motzkin(const Step& s, UndoState& st) const;
   bool near(double a, double b) const {
     return a == b || (std::isfinite(b) && std::fabs(a - b) <= tol_x * (1.0 + std::fabs(b)));
   }

@@ -48,6 +48,7 @@ PresolveStatus Presolver::run(const LogSink* log) {
     changed += forcing_and_redundant_rows();
     changed += dominated_columns();
     changed += column_singletons();
+    changed += fourier_motzkin_columns();
     changed += doubleton_equations();
     if (changed > 0) continue;
     changed += duplicate_rows();

@@ -32,6 +32,7 @@ class Presolver {
   int32_t forcing_and_redundant_rows();
   int32_t dominated_columns();
   int32_t column_singletons();
+  int32_t fourier_motzkin_columns();
   int32_t doubleton_equations();
   int32_t duplicate_rows();
   int32_t duplicate_columns();
@@ -54,6 +55,10 @@ class Presolver {
   // Replaces implied-free x_j by t = a_i x, the activity of row i (any sides): t takes the
   // sides of row i as bounds, c_j / a_ij as cost and a_rj / a_ij in the other rows; row i goes.
   void substitute_activity(int32_t j, int32_t i);
+
+  // Projects zero-cost x_j out of rows p and q (see reduce_fourier_motzkin.cpp): q += mu p
+  // with mu = -a_qj / a_pj, and p keeps x_j at its finite bound.
+  void combine_rows_through(int32_t j, int32_t p, int32_t q);
 
   int32_t fix_dominated(int32_t j, double zmin, double zmax);
   int32_t fix_weakly_dominated(int32_t j, const Vec<Range>& y_rows);

@@ -283,6 +283,36 @@ TEST(Reductions, RowAtItsSideByDualBound) {
   }
 }
 
+// x2 costs nothing and lies between x1 + 2 x3 - 4 (row 1) and x0 (row 0), with x2 >= 0:
+// projecting it out leaves x1 + 2 x3 - 4 <= x0 and x0 >= 0, the latter a bound already. The
+// mirrored column (x2 <= 0, entries negated) and row 1 written as a >= row go the same way;
+// the costs make row 1, row 0 or neither binding, so x2 comes back at its bound, between the
+// rows or with both tight.
+TEST(Reductions, ZeroCostColumnBetweenTwoRows) {
+  for (double mirror : {1.0, -1.0}) {
+    for (double flip : {1.0, -1.0}) {
+      for (double c0 : {1.0, -0.5, 0.25}) {
+        DenseLp d = make_lp(4, 3);
+        if (mirror < 0) {
+          d.l[2] = -kInfinity;
+          d.u[2] = 0;
+        }
+        d.u = {5, 4, d.u[2], 3};
+        d.c = {c0, -1, 0, -1};
+        set_row(d, 0, {{0, -1}, {2, mirror}}, -kInfinity, 0);  // x2 <= x0
+        set_row(d, 1, {{1, flip}, {2, -flip * mirror}, {3, 2 * flip}}, flip > 0 ? -kInfinity : -4,
+                flip > 0 ? 4 : kInfinity);  // x2 >= x1 + 2 x3 - 4
+        set_row(d, 2, {{0, 1}, {1, 1}, {3, 1}}, -kInfinity, 6);
+        RoundTrip rt = round_trip(d);
+        const std::string tag = "mirror " + std::to_string(mirror) + " flip " + std::to_string(flip) +
+                                " c0 " + std::to_string(c0);
+        EXPECT_EQ(rt.failure, "") << tag;
+        EXPECT_LE(rt.cols, 3) << tag;
+      }
+    }
+  }
+}
+
 // Parallel columns with different costs: x1 = x0 in every row, costs more, and x0 can grow
 // without limit, so x1 stays at its lower bound.
 TEST(Reductions, DominatedParallelColumns) {
