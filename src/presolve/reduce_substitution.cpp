@@ -165,7 +165,7 @@ int32_t Presolver::eliminate_free_columns() {
   const int32_t max_rounds = opt_.eliminator_max_num_tries < 0 ? 64 : opt_.eliminator_max_num_tries;
   if (eliminator_rounds_ >= max_rounds) return 0;
   ++eliminator_rounds_;
-  const int64_t max_fill = opt_.eliminator_max_fill < 0 ? 3 : opt_.eliminator_max_fill;
+  const int64_t max_fill = opt_.eliminator_max_fill < 0 ? 2 : opt_.eliminator_max_fill;
   // The activity column of an inequality keeps its entries and may stay, so those
   // substitutions get less room.
   const int64_t max_fill_activity = std::min<int64_t>(max_fill, 1);
