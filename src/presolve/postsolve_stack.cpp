@@ -267,7 +267,7 @@ void PostsolveStack::undo_slack_column(const Step& s, UndoState& st) const {
   else if (st.skc[i] != kKeyBasic && kr != kKeyBasic) st.skc[i] = kr;
   // A basic reduced row (y = 0) of an equality with a moved cost has y_i = g: the row is
   // nonbasic and x_j, with z_j = 0, takes the basic place.
-  if (st.skc[i] == kKeyBasic && st.y[i] != 0.0) {
+  if (s.v[5] != 0.0 && st.skc[i] == kKeyBasic && st.y[i] != 0.0) {
     st.skx[j] = kKeyBasic;
     st.skc[i] = kKeyFixed;
   }
@@ -290,6 +290,10 @@ void PostsolveStack::undo_activity_column(const Step& s, UndoState& st) const {
   const int32_t key = st.skx[j];
   st.skx[j] = kKeyBasic;
   st.skc[i] = key == kKeySuperBasic ? kKeyBasic : key;
+  // t may have been fixed by a later step; an inequality row sits at one of its sides.
+  if (key == kKeyFixed && s.v[1] != s.v[2]) st.skc[i] = row_key(t, s.v[1], s.v[2]);
+  if (st.skc[i] == kKeyBasic && key == kKeyFixed)
+    st.skc[i] = finite(s.v[1]) && (st.y[i] >= 0 || !finite(s.v[2])) ? kKeyLower : kKeyUpper;
 }
 
 // v: a_pj, a_qj, mu, l_j, u_j, rl_p, ru_p, rl_q, ru_q; entries: row p without x_j, then row

@@ -32,13 +32,15 @@ void dual_bounds_from_rows(const WorkProblem& w, Vec<Range>& y) {
 // constraint bounds every y_i of the column through the range of the rest of a_j'y, as
 // activity bounds do for rows. A few sweeps; every column that tightened a bound is marked a
 // source: the bounds hold only while the sources stay in the problem.
-void propagate_dual_bounds(const WorkProblem& w, Vec<Range>& y, Vec<uint8_t>& source) {
+// With singletons_only, one sweep over the column singletons.
+void propagate_dual_bounds(const WorkProblem& w, Vec<Range>& y, Vec<uint8_t>& source, bool singletons_only) {
   source.assign(static_cast<size_t>(w.n), 0);
-  constexpr int kSweeps = 2;
-  for (int sweep = 0; sweep < kSweeps; ++sweep) {
+  const int sweeps = singletons_only ? 1 : 2;
+  for (int sweep = 0; sweep < sweeps; ++sweep) {
     bool changed = false;
     for (int32_t j = 0; j < w.n; ++j) {
       if (!w.col_active[j] || w.cols[j].empty() || w.integer(j)) continue;
+      if (singletons_only && w.cols[j].size() != 1) continue;
       const bool upper = !finite(w.u[j]), lower = !finite(w.l[j]);  // a_j'y <= c_j, >= c_j
       if (!upper && !lower) continue;
       // Range of a_j'y over the box, with counts of infinite terms.
@@ -138,9 +140,13 @@ int32_t Presolver::dominated_columns() {
   dual_bounds_from_rows(w_, y);
   Vec<Range> y_rows(y, opt_.mem);
   Vec<uint8_t> source(opt_.mem);
-  propagate_dual_bounds(w_, y, source);
+  // A dual bounded away from zero puts its row on one side in every optimum. Only the
+  // bounds of single singletons are used here: when the problem has no optimum (it is
+  // unbounded), a singleton can still absorb the row's move along an improving ray, while
+  // bounds propagated through longer columns could make the row an equality that cuts
+  // the ray off.
+  propagate_dual_bounds(w_, y, source, true);
   int32_t count = 0;
-  // A dual bounded away from zero puts its row on one side in every optimum.
   for (int32_t i = 0; i < w_.m && can_reduce(); ++i) {
     if (!w_.row_active[i] || w_.rl[i] == w_.ru[i] || w_.rows[i].empty()) continue;
     const int32_t side = y[i].lo > opt_.tol_s ? -1 : (y[i].hi < -opt_.tol_s ? +1 : 0);
@@ -155,8 +161,10 @@ int32_t Presolver::dominated_columns() {
   if (count > 0) {  // the new equalities lose their sign bounds
     dual_bounds_from_rows(w_, y);
     y_rows.assign(y.begin(), y.end());
-    propagate_dual_bounds(w_, y, source);
+  } else {
+    y.assign(y_rows.begin(), y_rows.end());
   }
+  propagate_dual_bounds(w_, y, source, false);
   // The sources of the bounds are judged by the row signs alone, after the others: fixing
   // one earlier would void its bounds for the later columns. A source cannot be fixed that
   // way while its constraint is what bounds a dual, so the earlier fixes stay valid.
