@@ -1,9 +1,12 @@
 // The presolve driver: passes over the reductions, the reduced problem, the log and postsolve.
 //
 // A pass runs the cheap reductions (empty, fixed, singleton, forcing/redundant, dominated,
-// column singletons, doubletons); when a pass changes nothing the expensive ones follow
-// (duplicates, the linear dependency check once, the eliminator) and passes continue while
-// anything changes, up to max_num_pass (64 when automatic) and max_num_reductions.
+// column singletons, zero-cost columns between two rows, doubletons); when a pass changes
+// nothing the expensive ones follow (duplicates, the linear dependency check once, the
+// eliminator) and passes continue while anything changes, up to max_num_pass (64 when
+// automatic) and max_num_reductions. Once even those find nothing, singletons with a cost
+// in equality rows are allowed to go as well (they would take equalities away from the
+// eliminator earlier), and the passes resume.
 #include "presolve/presolve.h"
 
 #include <algorithm>
