@@ -3,10 +3,12 @@
 // prints ("Presolve R (-r) rows, C (-c) columns and E (-e) elements"), and a summary of how
 // often our reduced problem is no larger than clp's in rows, columns and nonzeros.
 //
-//   bench_presolve [--clp] [--fill N] [--log LEVEL] [--dump DIR] <dir-or-files...>
+//   bench_presolve [--clp] [--fill N] [--log LEVEL] [--dump DIR] [--verify] <dir-or-files...>
 //
 // --dump writes each reduced problem to DIR/<model>.mps (free MPS), so that another presolve
-// can be run on our output to see what it still finds.
+// can be run on our output to see what it still finds. --verify solves each reduced problem
+// with clp and prints how well the postsolved solution satisfies the original's optimality
+// conditions (see verify_clp.h).
 #include <algorithm>
 #include <cmath>
 #include <cstdio>
@@ -17,6 +19,7 @@
 #include <vector>
 
 #include "mps_reader.h"
+#include "verify_clp.h"
 #include "presolve/presolve.h"
 
 namespace {
@@ -44,49 +47,6 @@ Size clp_size(const std::string& file) {
   return s;
 }
 
-// Free MPS with generated names; infinite values as +-1e30.
-void write_mps(const std::string& path, const qubor::presolve::LpProblem& p) {
-  FILE* f = std::fopen(path.c_str(), "w");
-  if (f == nullptr) return;
-  auto num = [](double v) { return std::isfinite(v) ? v : (v > 0 ? 1e30 : -1e30); };
-  std::fprintf(f, "NAME reduced\nROWS\n N obj\n");
-  for (int32_t i = 0; i < p.m; ++i) {
-    const bool hl = std::isfinite(p.rl[i]), hu = std::isfinite(p.ru[i]);
-    std::fprintf(f, " %c r%d\n", hl && hu && p.rl[i] == p.ru[i] ? 'E' : (hl ? 'G' : (hu ? 'L' : 'N')), i);
-  }
-  std::fprintf(f, "COLUMNS\n");
-  for (int32_t j = 0; j < p.n; ++j) {
-    if (p.c[j] != 0.0) std::fprintf(f, " x%d obj %.17g\n", j, p.c[j]);
-    for (int64_t q = p.colptr[j]; q < p.colptr[j + 1]; ++q) std::fprintf(f, " x%d r%d %.17g\n", j, p.rowind[q], p.val[q]);
-  }
-  std::fprintf(f, "RHS\n");
-  if (p.c0 != 0.0) std::fprintf(f, " rhs obj %.17g\n", -p.c0);
-  for (int32_t i = 0; i < p.m; ++i) {
-    const bool hl = std::isfinite(p.rl[i]), hu = std::isfinite(p.ru[i]);
-    if (hl || hu) std::fprintf(f, " rhs r%d %.17g\n", i, hl ? p.rl[i] : p.ru[i]);
-  }
-  std::fprintf(f, "RANGES\n");
-  for (int32_t i = 0; i < p.m; ++i)
-    if (std::isfinite(p.rl[i]) && std::isfinite(p.ru[i]) && p.rl[i] != p.ru[i])
-      std::fprintf(f, " rng r%d %.17g\n", i, p.ru[i] - p.rl[i]);
-  std::fprintf(f, "BOUNDS\n");
-  for (int32_t j = 0; j < p.n; ++j) {
-    if (p.l[j] == p.u[j]) {
-      std::fprintf(f, " FX bnd x%d %.17g\n", j, p.l[j]);
-      continue;
-    }
-    if (!std::isfinite(p.l[j]) && !std::isfinite(p.u[j])) {
-      std::fprintf(f, " FR bnd x%d 0\n", j);
-      continue;
-    }
-    if (!std::isfinite(p.l[j])) std::fprintf(f, " MI bnd x%d 0\n", j);
-    else if (p.l[j] != 0.0) std::fprintf(f, " LO bnd x%d %.17g\n", j, p.l[j]);
-    if (std::isfinite(p.u[j])) std::fprintf(f, " UP bnd x%d %.17g\n", j, num(p.u[j]));
-  }
-  std::fprintf(f, "ENDATA\n");
-  std::fclose(f);
-}
-
 }  // namespace
 
 int main(int argc, char** argv) {
@@ -94,6 +54,7 @@ int main(int argc, char** argv) {
   int fill = -1;
   std::string dump_dir;
   int log_level = 0;
+  bool verify = false;
   std::vector<std::string> files;
   for (int a = 1; a < argc; ++a) {
     if (std::strcmp(argv[a], "--clp") == 0) {
@@ -102,6 +63,8 @@ int main(int argc, char** argv) {
       fill = std::atoi(argv[++a]);
     } else if (std::strcmp(argv[a], "--log") == 0 && a + 1 < argc) {
       log_level = std::atoi(argv[++a]);
+    } else if (std::strcmp(argv[a], "--verify") == 0) {
+      verify = true;
     } else if (std::strcmp(argv[a], "--dump") == 0 && a + 1 < argc) {
       dump_dir = argv[++a];
     } else if (std::filesystem::is_directory(argv[a])) {
@@ -130,7 +93,7 @@ int main(int argc, char** argv) {
     sink.level = log_level;
     const auto r = qubor::presolve::presolve(p, opt, log_level > 0 ? &sink : nullptr);
     const std::string name = std::filesystem::path(file).filename().string();
-    if (!dump_dir.empty()) write_mps(dump_dir + "/" + name.substr(0, name.find(".mps")) + ".mps", r.reduced);
+    if (!dump_dir.empty()) qubor::presolve::testing::write_mps(dump_dir + "/" + name.substr(0, name.find(".mps")) + ".mps", r.reduced);
     std::printf("%-18s %8d %8d %9lld | %8d %8d %9lld %7.3f", name.c_str(), p.m, p.n,
                 static_cast<long long>(p.nnz()), r.reduced.m, r.reduced.n, static_cast<long long>(r.reduced.nnz()),
                 r.stats.time);
@@ -144,6 +107,16 @@ int main(int argc, char** argv) {
         const bool over = r.reduced.m > 1.1 * c.rows || r.reduced.n > 1.1 * c.cols || r.reduced.nnz() > 1.1 * c.nnz;
         over_10pct += over ? 1 : 0;
         std::printf(" %s%s", ok ? "" : "larger", over ? " >10%" : "");
+      }
+    }
+    if (verify && r.status == qubor::presolve::PresolveStatus::kReduced) {
+      const auto v = qubor::presolve::testing::verify_with_clp(p, r, "/tmp/bench_presolve_reduced.mps");
+      if (!v.solved) {
+        std::printf(" | verify: clp found no optimum");
+      } else {
+        const double rel = std::fabs(v.obj - v.reduced_obj) / (1.0 + std::fabs(v.reduced_obj));
+        std::printf(" | obj %.9g (%.1e) pinf %.1e (reduced %.1e) dinf %.1e compl %.1e", v.obj, rel, v.primal_inf,
+                    v.reduced_primal_inf, v.dual_inf, v.compl_gap);
       }
     }
     std::printf("\n");
