@@ -3,8 +3,14 @@
 // prints ("Presolve R (-r) rows, C (-c) columns and E (-e) elements"), and a summary of how
 // often our reduced problem is no larger than clp's in rows, columns and nonzeros.
 //
-//   bench_presolve [--clp] [--fill N] <dir-or-files...>
+//   bench_presolve [--clp] [--fill N] [--log LEVEL] [--dump DIR] [--verify] <dir-or-files...>
+//
+// --dump writes each reduced problem to DIR/<model>.mps (free MPS), so that another presolve
+// can be run on our output to see what it still finds. --verify solves each reduced problem
+// with clp and prints how well the postsolved solution satisfies the original's optimality
+// conditions (see verify_clp.h).
 #include <algorithm>
+#include <cmath>
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
@@ -13,6 +19,7 @@
 #include <vector>
 
 #include "mps_reader.h"
+#include "verify_clp.h"
 #include "presolve/presolve.h"
 
 namespace {
@@ -45,12 +52,21 @@ Size clp_size(const std::string& file) {
 int main(int argc, char** argv) {
   bool with_clp = false;
   int fill = -1;
+  std::string dump_dir;
+  int log_level = 0;
+  bool verify = false;
   std::vector<std::string> files;
   for (int a = 1; a < argc; ++a) {
     if (std::strcmp(argv[a], "--clp") == 0) {
       with_clp = true;
     } else if (std::strcmp(argv[a], "--fill") == 0 && a + 1 < argc) {
       fill = std::atoi(argv[++a]);
+    } else if (std::strcmp(argv[a], "--log") == 0 && a + 1 < argc) {
+      log_level = std::atoi(argv[++a]);
+    } else if (std::strcmp(argv[a], "--verify") == 0) {
+      verify = true;
+    } else if (std::strcmp(argv[a], "--dump") == 0 && a + 1 < argc) {
+      dump_dir = argv[++a];
     } else if (std::filesystem::is_directory(argv[a])) {
       for (const auto& e : std::filesystem::directory_iterator(argv[a]))
         if (e.path().string().ends_with(".mps.gz") || e.path().string().ends_with(".mps")) files.push_back(e.path());
@@ -72,8 +88,12 @@ int main(int argc, char** argv) {
     }
     qubor::presolve::PresolveOptions opt;
     opt.eliminator_max_fill = fill;
-    const auto r = qubor::presolve::presolve(p, opt);
+    qubor::linalg::LogSink sink;
+    sink.write = [](void*, const char* text) { std::fputs(text, stdout); };
+    sink.level = log_level;
+    const auto r = qubor::presolve::presolve(p, opt, log_level > 0 ? &sink : nullptr);
     const std::string name = std::filesystem::path(file).filename().string();
+    if (!dump_dir.empty()) qubor::presolve::testing::write_mps(dump_dir + "/" + name.substr(0, name.find(".mps")) + ".mps", r.reduced);
     std::printf("%-18s %8d %8d %9lld | %8d %8d %9lld %7.3f", name.c_str(), p.m, p.n,
                 static_cast<long long>(p.nnz()), r.reduced.m, r.reduced.n, static_cast<long long>(r.reduced.nnz()),
                 r.stats.time);
@@ -87,6 +107,16 @@ int main(int argc, char** argv) {
         const bool over = r.reduced.m > 1.1 * c.rows || r.reduced.n > 1.1 * c.cols || r.reduced.nnz() > 1.1 * c.nnz;
         over_10pct += over ? 1 : 0;
         std::printf(" %s%s", ok ? "" : "larger", over ? " >10%" : "");
+      }
+    }
+    if (verify && r.status == qubor::presolve::PresolveStatus::kReduced) {
+      const auto v = qubor::presolve::testing::verify_with_clp(p, r, "/tmp/bench_presolve_reduced.mps");
+      if (!v.solved) {
+        std::printf(" | verify: clp found no optimum");
+      } else {
+        const double rel = std::fabs(v.obj - v.reduced_obj) / (1.0 + std::fabs(v.reduced_obj));
+        std::printf(" | obj %.9g (%.1e) pinf %.1e (reduced %.1e) dinf %.1e compl %.1e", v.obj, rel, v.primal_inf,
+                    v.reduced_primal_inf, v.dual_inf, v.compl_gap);
       }
     }
     std::printf("\n");

@@ -47,6 +47,12 @@ void PostsolveStack::undo(UndoState& st) const {
       case StepKind::kDuplicateRow: undo_duplicate_row(s, st); break;
       case StepKind::kDuplicateColumn: undo_duplicate_column(s, st); break;
       case StepKind::kSlackColumn: undo_slack_column(s, st); break;
+      case StepKind::kActivityColumn: undo_activity_column(s, st); break;
+      case StepKind::kFourierMotzkin: undo_fourier_motzkin(s, st); break;
+      case StepKind::kRowToSide:
+        // Values and dual stay; a nonbasic row sits at that side.
+        if (st.skc[s.row] == kKeyFixed) st.skc[s.row] = s.side > 0 ? kKeyUpper : kKeyLower;
+        break;
     }
   }
 }
@@ -238,10 +244,12 @@ void PostsolveStack::undo_duplicate_column(const Step& s, UndoState& st) const {
   }
 }
 
-// v: a, l_j, u_j, rl, ru (row i before); entries: row i without column j.
+// v: a, l_j, u_j, rl, ru (row i before), g = c_j / a; entries: row i without column j.
 // With s the rest of the row's activity, a x_j may take any value in [lo, hi] (its own range
 // cut by the row's sides); the row's dual decides: y > 0 puts the row on rl, y < 0 on ru,
-// and z_j = -a y has the sign that bound of x_j needs.
+// and z_j = -a y has the sign that bound of x_j needs. A cost (equality rows only) was moved
+// to the other columns as -g a_iq, so their reduced costs stay with y_i = y + g, and
+// z_j = c_j - a y_i = -a y as before.
 void PostsolveStack::undo_slack_column(const Step& s, UndoState& st) const {
   const int32_t i = s.row, j = s.col;
   const double a = s.v[0], l = s.v[1], u = s.v[2], rl = s.v[3], ru = s.v[4];
@@ -257,11 +265,86 @@ void PostsolveStack::undo_slack_column(const Step& s, UndoState& st) const {
   else t = std::clamp(a * (finite(l) ? l : (finite(u) ? u : 0.0)), lo, hi);
   st.x[j] = t / a;
   st.z[j] = -a * y;
+  st.y[i] = y + s.v[5];
   const int32_t kx = column_key(st.x[j], l, u), kr = row_key(rest + t, rl, ru);
   const bool x_basic = kx == kKeyBasic || kx == kKeySuperBasic;
   st.skx[j] = x_basic ? kKeyBasic : kx;
   if (x_basic) st.skc[i] = kr == kKeyBasic ? kKeyBasic : kr;
   else if (st.skc[i] != kKeyBasic && kr != kKeyBasic) st.skc[i] = kr;
+  // A basic reduced row (y = 0) of an equality with a moved cost has y_i = g: the row is
+  // nonbasic and x_j, with z_j = 0, takes the basic place.
+  if (s.v[5] != 0.0 && st.skc[i] == kKeyBasic && st.y[i] != 0.0) {
+    st.skx[j] = kKeyBasic;
+    st.skc[i] = kKeyFixed;
+  }
+}
+
+// v: a (a_ij), rl_i, ru_i; entries: row i without column j. On the level after, column j
+// holds t = a x_j + rest with bounds [rl_i, ru_i] and z_t = c_j / a - sum_r (a_rj / a) y_r.
+// Every other column q of row i had its cost and entries changed by -a_iq times those of t,
+// so y_i = z_t leaves z_q as it was, and z_j = c_j - a y_i - sum_r a_rj y_r = 0: x_j is basic
+// and row i takes t's key.
+void PostsolveStack::undo_activity_column(const Step& s, UndoState& st) const {
+  const int32_t i = s.row, j = s.col;
+  const double a = s.v[0];
+  double rest = 0.0;
+  for (int64_t p = s.begin; p < s.end; ++p) rest += val[p] * st.x[idx[p]];
+  const double t = st.x[j];
+  st.x[j] = (t - rest) / a;
+  st.y[i] = st.z[j];
+  st.z[j] = 0.0;
+  const int32_t key = st.skx[j];
+  st.skx[j] = kKeyBasic;
+  st.skc[i] = key == kKeySuperBasic ? kKeyBasic : key;
+  // t may have been fixed by a later step; an inequality row sits at one of its sides.
+  if (key == kKeyFixed && s.v[1] != s.v[2]) st.skc[i] = row_key(t, s.v[1], s.v[2]);
+  if (st.skc[i] == kKeyBasic && key == kKeyFixed)
+    st.skc[i] = finite(s.v[1]) && (st.y[i] >= 0 || !finite(s.v[2])) ? kKeyLower : kKeyUpper;
+}
+
+// v: a_pj, a_qj, mu, l_j, u_j, rl_p, ru_p, rl_q, ru_q; entries: row p without x_j, then row
+// q without x_j, as they were. On the level after, row p held the rest of p (x_j at its
+// finite bound b) and row q held q + mu p. With y_q = y'_q and y_p = y'_p + mu y'_q every
+// other column keeps its reduced cost, and z_j = -a_pj y'_p. x_j makes q tight when q's
+// dual is nonzero (then p is tight as well), sits at b when p's is, and otherwise takes b
+// or the nearest value the two rows allow.
+void PostsolveStack::undo_fourier_motzkin(const Step& s, UndoState& st) const {
+  const int32_t p = s.row, j = s.col, q = s.other;
+  const double ap = s.v[0], aq = s.v[1], mu = s.v[2], l = s.v[3], u = s.v[4];
+  const double rlp = s.v[5], rup = s.v[6], rlq = s.v[7], ruq = s.v[8];
+  double rest_p = 0.0, rest_q = 0.0;
+  for (int64_t k = s.begin; k < s.mid; ++k) rest_p += val[k] * st.x[idx[k]];
+  for (int64_t k = s.mid; k < s.end; ++k) rest_q += val[k] * st.x[idx[k]];
+  const double yp = st.y[p], yq = st.y[q];
+  st.y[p] = yp + mu * yq;
+  st.z[j] = -ap * yp;
+  const double b = finite(l) ? l : u;
+  // The value of x_j that puts each row on its finite side, and the range both allow.
+  const double xp = ((finite(rup) ? rup : rlp) - rest_p) / ap;
+  const double xq = ((finite(ruq) ? ruq : rlq) - rest_q) / aq;
+  const bool p_upper = (finite(rup) ? ap : -ap) > 0, q_upper = (finite(ruq) ? aq : -aq) > 0;
+  const double lo = std::max({l, p_upper ? -HUGE_VAL : xp, q_upper ? -HUGE_VAL : xq});
+  const double hi = std::min({u, p_upper ? xp : HUGE_VAL, q_upper ? xq : HUGE_VAL});
+  double x;
+  if (yq != 0.0) x = xq;
+  else if (yp != 0.0) x = b;
+  else x = b >= lo && b <= hi ? b : (std::fabs(xq - b) < std::fabs(xp - b) ? xq : xp);
+  if (lo <= hi) x = std::clamp(x, lo, hi);
+  st.x[j] = x;
+  const double act_p = ap * x + rest_p, act_q = aq * x + rest_q;
+  const int32_t kx = column_key(x, l, u);
+  const bool x_at_bound = kx == kKeyLower || kx == kKeyUpper;
+  st.skx[j] = x_at_bound ? kx : kKeyBasic;
+  if (x_at_bound && !(yq != 0.0 && st.skc[p] == kKeyBasic)) return;
+  // x_j is basic: a row that was basic on the level after and is tight now takes the
+  // nonbasic place (p when its dual became nonzero, else q, else p).
+  st.skx[j] = kKeyBasic;
+  const int32_t kp = row_key(act_p, rlp, rup), kq = row_key(act_q, rlq, ruq);
+  if (st.skc[p] == kKeyBasic && kp != kKeyBasic && (yq != 0.0 || st.skc[q] != kKeyBasic || kq == kKeyBasic)) {
+    st.skc[p] = kp;
+  } else if (st.skc[q] == kKeyBasic && kq != kKeyBasic) {
+    st.skc[q] = kq;
+  }
 }
 
 }  // namespace qubor::presolve

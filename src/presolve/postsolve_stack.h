@@ -13,7 +13,9 @@
 // come without a row are nonbasic. So a basis of the reduced problem maps to a basis.
 #pragma once
 
+#include <algorithm>
 #include <cstdint>
+#include <initializer_list>
 
 #include "presolve/presolve.h"
 
@@ -28,6 +30,9 @@ enum class StepKind : uint8_t {
   kDuplicateRow,     // row other = lambda * row, merged into row
   kDuplicateColumn,  // column other = lambda * column with equal cost ratio, merged
   kSlackColumn,      // zero-cost column singleton absorbed into its row's sides
+  kActivityColumn,   // implied-free x_j replaced by the activity of row i
+  kRowToSide,        // inequality row made an equality at the side every optimum has
+  kFourierMotzkin,   // zero-cost x_j between rows p and q projected out
 };
 
 struct Step {
@@ -62,6 +67,15 @@ struct PostsolveStack {
     s.begin = s.mid = s.end = static_cast<int64_t>(idx.size());
     return s;
   }
+  // Appends a record with its items and leading scalars.
+  Step& push(StepKind kind, int32_t row, int32_t col, int32_t other, std::initializer_list<double> values) {
+    Step& s = push(kind);
+    s.row = row;
+    s.col = col;
+    s.other = other;
+    std::copy(values.begin(), values.end(), s.v);
+    return s;
+  }
   void add_entry(Step& s, int32_t index, double value) {
     idx.push_back(index);
     val.push_back(value);
@@ -83,6 +97,8 @@ struct PostsolveStack {
   void undo_duplicate_row(const Step& s, UndoState& st) const;
   void undo_duplicate_column(const Step& s, UndoState& st) const;
   void undo_slack_column(const Step& s, UndoState& st) const;
+  void undo_activity_column(const Step& s, UndoState& st) const;
+  void undo_fourier_motzkin(const Step& s, UndoState& st) const;
   bool near(double a, double b) const {
     return a == b || (std::isfinite(b) && std::fabs(a - b) <= tol_x * (1.0 + std::fabs(b)));
   }

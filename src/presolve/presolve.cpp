@@ -1,9 +1,12 @@
 // The presolve driver: passes over the reductions, the reduced problem, the log and postsolve.
 //
 // A pass runs the cheap reductions (empty, fixed, singleton, forcing/redundant, dominated,
-// column singletons, doubletons); when a pass changes nothing the expensive ones follow
-// (duplicates, the linear dependency check once, the eliminator) and passes continue while
-// anything changes, up to max_num_pass (64 when automatic) and max_num_reductions.
+// column singletons, zero-cost columns between two rows, doubletons); when a pass changes
+// nothing the expensive ones follow (duplicates, the linear dependency check once, the
+// eliminator) and passes continue while anything changes, up to max_num_pass (64 when
+// automatic) and max_num_reductions. Once even those find nothing, singletons with a cost
+// in equality rows are allowed to go as well (they would take equalities away from the
+// eliminator earlier), and the passes resume.
 #include "presolve/presolve.h"
 
 #include <algorithm>
@@ -48,6 +51,7 @@ PresolveStatus Presolver::run(const LogSink* log) {
     changed += forcing_and_redundant_rows();
     changed += dominated_columns();
     changed += column_singletons();
+    changed += fourier_motzkin_columns();
     changed += doubleton_equations();
     if (changed > 0) continue;
     changed += duplicate_rows();
@@ -65,7 +69,10 @@ PresolveStatus Presolver::run(const LogSink* log) {
       changed += eliminate_free_columns();
       stats_.eli_time += platform::wall_seconds() - t0;
     }
-    if (changed == 0) break;
+    if (changed == 0) {
+      if (absorb_costly_) break;
+      absorb_costly_ = true;
+    }
   }
   if (can_reduce()) {
     remove_empty_rows();

@@ -82,7 +82,7 @@ struct PresolveOptions {
   int32_t lindep_rel_work_trh = 100;
   double tol_abs_lindep = 1.0e-6;  // inconsistency of a dependent equality
   double tol_rel_lindep = 1.0e-10;  // relative size of an entry treated as zero in elimination
-  int32_t eliminator_max_fill = -1;       // net new nonzeros one elimination may create; -1: 3
+  int32_t eliminator_max_fill = -1;       // net new nonzeros one elimination may create; -1: 2
   int32_t eliminator_max_num_tries = -1;  // eliminator rounds; -1: one per pass; 0: off
   double tol_x = 1.0e-8;    // primal: bounds closer than this are equal; feasibility slack
   double tol_s = 1.0e-8;    // dual: reduced-cost bounds above this decide dominance

@@ -12,6 +12,11 @@
 
 namespace qubor::presolve {
 
+// A closed interval, for bounds on duals.
+struct Range {
+  double lo, hi;
+};
+
 class Presolver {
  public:
   Presolver(const LpProblem& p, const PresolveOptions& opt, PostsolveStack& stack, PresolveStats& stats);
@@ -27,6 +32,7 @@ class Presolver {
   int32_t forcing_and_redundant_rows();
   int32_t dominated_columns();
   int32_t column_singletons();
+  int32_t fourier_motzkin_columns();
   int32_t doubleton_equations();
   int32_t duplicate_rows();
   int32_t duplicate_columns();
@@ -46,10 +52,22 @@ class Presolver {
   // bounds (l_k, u_k before) were already merged.
   void substitute(int32_t j, int32_t i, int32_t row_key, int32_t partner, double lk_before, double uk_before);
 
+  // Replaces implied-free x_j by t = a_i x, the activity of row i (any sides): t takes the
+  // sides of row i as bounds, c_j / a_ij as cost and a_rj / a_ij in the other rows; row i goes.
+  void substitute_activity(int32_t j, int32_t i);
+
+  // Projects zero-cost x_j out of rows p and q (see reduce_fourier_motzkin.cpp): q += mu p
+  // with mu = -a_qj / a_pj, and p keeps x_j at its finite bound.
+  void combine_rows_through(int32_t j, int32_t p, int32_t q);
+
   int32_t fix_dominated(int32_t j, double zmin, double zmax);
+  int32_t fix_weakly_dominated(int32_t j, const Vec<Range>& y_rows);
   int32_t dominated_duplicate(int32_t j, int32_t k, double lambda);
-  // Removes zero-cost singleton x_j of row i, widening the row's sides by x_j's range.
+  // Removes singleton x_j of row i, widening the row's sides by x_j's range. A nonzero cost
+  // needs an equality row; it moves to the row's other columns.
   void absorb_slack_column(int32_t j, int32_t i);
+  // Row i is at side +1 (ru) or -1 (rl) in every optimum: the other side moves there.
+  void tighten_row_to_side(int32_t i, int32_t side);
   bool can_reduce() const;
   void set_status(PresolveStatus s) { if (status_ == PresolveStatus::kReduced) status_ = s; }
   PresolveStatus status() const { return status_; }
@@ -68,6 +86,9 @@ class Presolver {
   PresolveStatus status_ = PresolveStatus::kReduced;
   int32_t eliminator_rounds_ = 0;
   int32_t eliminator_cursor_ = 0;
+  // Singletons with a cost in equality rows are absorbed only once the rest has run dry:
+  // the equality is worth more to the eliminator than the column.
+  bool absorb_costly_ = false;
 
   friend struct PresolverAccess;
 };

@@ -52,14 +52,7 @@ void Presolver::singleton_row_to_bounds(int32_t i, int32_t j) {
   double hi = a > 0 ? w_.ru[i] / a : w_.rl[i] / a;
   lo = round_lower(j, lo);
   hi = round_upper(j, hi);
-  Step& s = stack_.push(StepKind::kSingletonRow);
-  s.row = i;
-  s.col = j;
-  s.v[0] = a;
-  s.v[1] = w_.rl[i];
-  s.v[2] = w_.ru[i];
-  s.v[3] = w_.l[j];
-  s.v[4] = w_.u[j];
+  Step& s = stack_.push(StepKind::kSingletonRow, i, j, -1, {a, w_.rl[i], w_.ru[i], w_.l[j], w_.u[j]});
   // A bound that the column already has (up to the tolerance) stays the column's own, so the
   // dual is never moved to the row for it.
   if (lo > w_.l[j] + scaled_tol(opt_.tol_x, w_.l[j])) w_.l[j] = lo;
@@ -97,16 +90,15 @@ void Presolver::force_row(int32_t i, int32_t side) {
 
 void Presolver::absorb_slack_column(int32_t j, int32_t i) {
   const double a = w_.coef(i, j), l = w_.l[j], u = w_.u[j];
-  Step& s = stack_.push(StepKind::kSlackColumn);
-  s.row = i;
-  s.col = j;
-  s.v[0] = a;
-  s.v[1] = l;
-  s.v[2] = u;
-  s.v[3] = w_.rl[i];
-  s.v[4] = w_.ru[i];
-  for (const Entry& e : w_.rows[i])
-    if (e.index != j) stack_.add_entry(s, e.index, e.value);
+  // On an equality row the cost moves to the other columns: c_j x_j = g (b - rest), g = c_j / a.
+  const double g = w_.c[j] / a;
+  Step& s = stack_.push(StepKind::kSlackColumn, i, j, -1, {a, l, u, w_.rl[i], w_.ru[i], g});
+  for (const Entry& e : w_.rows[i]) {
+    if (e.index == j) continue;
+    stack_.add_entry(s, e.index, e.value);
+    w_.c[e.index] -= g * e.value;
+  }
+  if (g != 0.0) w_.c0 += g * w_.rl[i];
   const double min_ax = a > 0 ? a * l : a * u, max_ax = a > 0 ? a * u : a * l;
   w_.rl[i] = finite(w_.rl[i]) && finite(max_ax) ? w_.rl[i] - max_ax : -kInf;
   w_.ru[i] = finite(w_.ru[i]) && finite(min_ax) ? w_.ru[i] - min_ax : kInf;
@@ -159,6 +151,39 @@ void Presolver::substitute(int32_t j, int32_t i, int32_t row_key, int32_t partne
   w_.c0 += w_.c[j] * b / a;
   w_.remove_col(j);
   w_.remove_row(i);
+  ++stats_.reductions;
+}
+
+void Presolver::substitute_activity(int32_t j, int32_t i) {
+  const double a = w_.coef(i, j);
+  Step& s = stack_.push(StepKind::kActivityColumn, i, j, -1, {a, w_.rl[i], w_.ru[i]});
+  Vec<Entry> col(w_.cols[j], stack_.idx.get_allocator());
+  Vec<Entry> row(w_.rows[i], stack_.idx.get_allocator());
+  for (const Entry& e : row)
+    if (e.index != j) stack_.add_entry(s, e.index, e.value);
+  // x_j = (t - sum_q a_iq x_q) / a in the other rows and the objective.
+  for (const Entry& e : col) {
+    const int32_t r = e.index;
+    if (r == i) continue;
+    const double f = e.value / a;
+    for (const Entry& t : row)
+      if (t.index != j) w_.add_to_entry(r, t.index, -f * t.value);
+    w_.add_to_entry(r, j, f - e.value);
+  }
+  const double g = w_.c[j] / a;
+  for (const Entry& t : row)
+    if (t.index != j) w_.c[t.index] -= g * t.value;
+  w_.c[j] = g;
+  w_.l[j] = w_.rl[i];
+  w_.u[j] = w_.ru[i];
+  w_.remove_row(i);
+  ++stats_.reductions;
+}
+
+void Presolver::tighten_row_to_side(int32_t i, int32_t side) {
+  Step& s = stack_.push(StepKind::kRowToSide, i, -1, -1, {});
+  s.side = side;
+  if (side > 0) w_.rl[i] = w_.ru[i]; else w_.ru[i] = w_.rl[i];
   ++stats_.reductions;
 }
 

@@ -77,14 +77,7 @@ int32_t Presolver::duplicate_rows() {
         if (lambda == 0.0) continue;
         const double lo = lambda > 0 ? w_.rl[k] / lambda : w_.ru[k] / lambda;
         const double hi = lambda > 0 ? w_.ru[k] / lambda : w_.rl[k] / lambda;
-        Step& s = stack_.push(StepKind::kDuplicateRow);
-        s.row = i;
-        s.other = k;
-        s.v[0] = lambda;
-        s.v[1] = w_.rl[i];
-        s.v[2] = w_.ru[i];
-        s.v[3] = w_.rl[k];
-        s.v[4] = w_.ru[k];
+        Step& s = stack_.push(StepKind::kDuplicateRow, i, -1, k, {lambda, w_.rl[i], w_.ru[i], w_.rl[k], w_.ru[k]});
         for (const Entry& e : w_.rows[i]) stack_.add_entry(s, e.index, e.value);
         if (lo > w_.rl[i] + scaled_tol(opt_.tol_s, w_.rl[i])) w_.rl[i] = lo;
         if (hi < w_.ru[i] - scaled_tol(opt_.tol_s, w_.ru[i])) w_.ru[i] = hi;

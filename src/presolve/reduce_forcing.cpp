@@ -4,14 +4,42 @@
 // infeasibility; [lo, hi] inside [rl, ru] makes the row redundant (dual 0); lo = ru forces
 // every column of the row to the bound that minimizes its term (hi = rl: maximizes); a side
 // that the range already implies (lo >= rl) is dropped, which frees the sign of the dual.
+// Redundancy may also use column bounds implied by other rows (never by the row itself, and
+// only from rows not changed since the bounds were computed): the rest of the problem then
+// implies the row, and it goes with dual 0.
+#include <algorithm>
 #include <cmath>
 
 #include "presolve/presolver.h"
 
 namespace qubor::presolve {
 
+namespace {
+
+// Activity range of row i over the column bounds tightened by the implied ones that rows
+// other than i give and that are still valid (their row unchanged since they were computed).
+ActivityBounds implied_activity(const WorkProblem& w, const ImpliedBounds& b, const Vec<uint8_t>& valid, int32_t i) {
+  ActivityBounds act;
+  for (const Entry& e : w.rows[i]) {
+    const int32_t j = e.index;
+    const int32_t rl = b.lo_row[j], ru = b.hi_row[j];
+    const double l = rl >= 0 && rl != i && valid[rl] ? b.lo[j] : w.l[j];
+    const double u = ru >= 0 && ru != i && valid[ru] ? b.hi[j] : w.u[j];
+    const double lo = e.value > 0 ? l : u, hi = e.value > 0 ? u : l;
+    if (finite(lo)) act.min += e.value * lo; else ++act.min_inf;
+    if (finite(hi)) act.max += e.value * hi; else ++act.max_inf;
+  }
+  return act;
+}
+
+}  // namespace
+
 int32_t Presolver::forcing_and_redundant_rows() {
   int32_t count = 0;
+  ImpliedBounds implied(opt_.mem);
+  w_.implied_bounds(implied);
+  // Rows whose implied bounds still hold: active and sides unchanged.
+  Vec<uint8_t> valid(w_.row_active, opt_.mem);
   for (int32_t i = 0; i < w_.m && can_reduce(); ++i) {
     if (!w_.row_active[i] || w_.rows[i].size() < 2) continue;
     const ActivityBounds act = w_.activity(i);
@@ -22,20 +50,28 @@ int32_t Presolver::forcing_and_redundant_rows() {
       set_status(PresolveStatus::kPrimalInfeasible);
       return count;
     }
-    if (lo >= rl - tol_l && hi <= ru + tol_u) {
+    // Redundancy may use the bounds other rows imply; forcing needs the columns' own.
+    const ActivityBounds imp = implied_activity(w_, implied, valid, i);
+    const double ilo = std::max(lo, imp.lo()), ihi = std::min(hi, imp.hi());
+    if (ilo >= rl - tol_l && ihi <= ru + tol_u) {
       drop_row(i);
+      valid[i] = 0;
       ++count;
     } else if (finite(ru) && lo >= ru - tol_u) {
       force_row(i, +1);
+      valid[i] = 0;
       ++count;
     } else if (finite(rl) && hi <= rl + tol_l) {
       force_row(i, -1);
+      valid[i] = 0;
       ++count;
-    } else if (finite(rl) && lo >= rl - tol_l) {
+    } else if (finite(rl) && ilo >= rl - tol_l) {
       w_.rl[i] = -kInf;
+      valid[i] = 0;
       ++count;
-    } else if (finite(ru) && hi <= ru + tol_u) {
+    } else if (finite(ru) && ihi <= ru + tol_u) {
       w_.ru[i] = kInf;
+      valid[i] = 0;
       ++count;
     }
   }

@@ -5,8 +5,9 @@
 // already keep x_j inside [l_j, u_j]; its own bounds can then be dropped and x_j expressed
 // through one equality row. A column singleton in an inequality row: with y_i = c_j / a_ij
 // the optimum puts the row on the side that sign of y_i allows, so the row is fixed there
-// first. A zero-cost singleton that is not implied free is a slack: its range widens the
-// row's sides and it goes. Doubleton equation a_j x_j + a_k x_k = b: x_j's bounds move to x_k, then x_j is
+// first. A singleton that is not implied free is a slack when it has no cost or its row is
+// an equality: its range widens the row's sides (its cost moves to the row's other columns)
+// and it goes. Doubleton equation a_j x_j + a_k x_k = b: x_j's bounds move to x_k, then x_j is
 // substituted. Integer columns are never substituted out.
 #include <algorithm>
 #include <cmath>
@@ -20,9 +21,18 @@ namespace {
 // Smallest |pivot| accepted relative to the largest entry it is compared with.
 constexpr double kPivotTol = 1e-2;
 
-// Bounds of x_j implied by row i: a x_j = activity - rest, activity in [rl, ru].
-void implied_bounds(const WorkProblem& w, int32_t i, int32_t j, double a, double& lo, double& hi) {
-  const ActivityBounds rest = w.activity_without(i, j);
+// Bounds of x_j implied by row i: a x_j = activity - rest, activity in [rl, ru]. The rest
+// may use bounds implied by rows without x_j (b, when given).
+void implied_bounds(const WorkProblem& w, const ImpliedBounds* b, int32_t i, int32_t j, double a, double& lo,
+                    double& hi) {
+  ActivityBounds rest;
+  for (const Entry& e : w.rows[i]) {
+    if (e.index == j) continue;
+    const double l = w.usable_lower(b, e.index, j, i), u = w.usable_upper(b, e.index, j, i);
+    const double tmin = e.value > 0 ? l : u, tmax = e.value > 0 ? u : l;
+    if (finite(tmin)) rest.min += e.value * tmin; else ++rest.min_inf;
+    if (finite(tmax)) rest.max += e.value * tmax; else ++rest.max_inf;
+  }
   const double t_lo = w.rl[i] - rest.hi();  // a x_j >= t_lo
   const double t_hi = w.ru[i] - rest.lo();  // a x_j <= t_hi
   if (a > 0) {
@@ -42,14 +52,15 @@ double max_abs(const Vec<Entry>& list) {
 
 }  // namespace
 
-// True when x_j stays within its bounds on every point satisfying its rows.
-static bool implied_free(const WorkProblem& w, int32_t j, double tol) {
+// True when x_j stays within its bounds on every point satisfying its rows (and the rows
+// that imply the bounds in b).
+static bool implied_free(const WorkProblem& w, const ImpliedBounds* b, int32_t j, double tol) {
   double lo = -kInf, hi = kInf;
   const bool need_lo = finite(w.l[j]), need_hi = finite(w.u[j]);
   if (!need_lo && !need_hi) return true;
   for (const Entry& e : w.cols[j]) {
     double rlo, rhi;
-    implied_bounds(w, e.index, j, e.value, rlo, rhi);
+    implied_bounds(w, b, e.index, j, e.value, rlo, rhi);
     lo = std::max(lo, rlo);
     hi = std::min(hi, rhi);
   }
@@ -64,9 +75,9 @@ int32_t Presolver::column_singletons() {
     const int32_t i = w_.cols[j].front().index;
     const double a = w_.cols[j].front().value;
     if (w_.rows[i].size() < 2) continue;
-    const bool free_col = implied_free(w_, j, opt_.tol_x);
+    const bool free_col = implied_free(w_, nullptr, j, opt_.tol_x);
     if (!free_col || std::fabs(a) < kPivotTol * max_abs(w_.rows[i])) {
-      if (w_.c[j] == 0.0) {
+      if (w_.c[j] == 0.0 || (w_.rl[i] == w_.ru[i] && absorb_costly_)) {
         absorb_slack_column(j, i);
         ++count;
       }
@@ -154,11 +165,16 @@ int32_t Presolver::eliminate_free_columns() {
   const int32_t max_rounds = opt_.eliminator_max_num_tries < 0 ? 64 : opt_.eliminator_max_num_tries;
   if (eliminator_rounds_ >= max_rounds) return 0;
   ++eliminator_rounds_;
-  const int64_t max_fill = opt_.eliminator_max_fill < 0 ? 3 : opt_.eliminator_max_fill;
+  const int64_t max_fill = opt_.eliminator_max_fill < 0 ? 2 : opt_.eliminator_max_fill;
+  // The activity column of an inequality keeps its entries and may stay, so those
+  // substitutions get less room.
+  const int64_t max_fill_activity = std::min<int64_t>(max_fill, 1);
   // Each round may touch about ten times the nonzeros; dense rows would make it quadratic.
   const int64_t budget = 10 * w_.nnz + 100000;
   int64_t work = 0;
   int32_t count = 0;
+  ImpliedBounds implied(opt_.mem);
+  w_.implied_bounds(implied);
   // A round that runs out of work resumes where the previous one stopped.
   int32_t step = 0;
   for (; step < w_.n && can_reduce() && work < budget; ++step) {
@@ -170,19 +186,27 @@ int32_t Presolver::eliminate_free_columns() {
     int64_t best_fill = max_fill + 1;
     for (const Entry& e : col) {
       const int32_t i = e.index;
-      if (w_.rl[i] != w_.ru[i] || std::fabs(e.value) < kPivotTol * col_max) continue;
+      if (std::fabs(e.value) < kPivotTol * col_max) continue;
       // The product bounds the new entries; only promising pairs are counted exactly.
       const int64_t bound = static_cast<int64_t>(w_.rows[i].size() - 1) * static_cast<int64_t>(col.size() - 1);
       if (bound > 400) continue;
       work += bound + static_cast<int64_t>(col.size() * w_.rows[i].size());
-      const int64_t fill = net_fill(w_, j, i);
-      if (fill < best_fill) {
+      // Through an inequality x_j becomes the row's activity: the column stays, one entry
+      // shorter. Of two entries, it is then a singleton that goes as a slack or singleton
+      // of its last row; longer columns are turned only through doubleton rows, whose
+      // activity is x_j shifted by one other column.
+      const bool equality = w_.rl[i] == w_.ru[i];
+      if (!equality && col.size() != 2 && w_.rows[i].size() != 2) continue;
+      const int64_t fill = net_fill(w_, j, i) + (equality || col.size() == 2 ? 0 : static_cast<int64_t>(col.size() - 1));
+      if (!equality && fill > max_fill_activity) continue;
+      if (fill < best_fill || (fill == best_fill && equality && best >= 0 && w_.rl[best] != w_.ru[best])) {
         best_fill = fill;
         best = i;
       }
     }
-    if (best < 0 || !implied_free(w_, j, opt_.tol_x)) continue;
-    substitute(j, best, kKeyFixed, -1, 0.0, 0.0);
+    if (best < 0 || !implied_free(w_, &implied, j, opt_.tol_x)) continue;
+    if (w_.rl[best] == w_.ru[best]) substitute(j, best, kKeyFixed, -1, 0.0, 0.0);
+    else substitute_activity(j, best);
     ++stats_.eliminated;
     ++count;
   }

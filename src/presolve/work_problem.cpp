@@ -1,6 +1,7 @@
 // The working problem of the reductions; see work_problem.h.
 #include "presolve/work_problem.h"
 
+#include <algorithm>
 #include <cmath>
 
 namespace qubor::presolve {
@@ -28,7 +29,7 @@ WorkProblem::WorkProblem(const LpProblem& p, const PresolveOptions& opt)
       ru(p.ru.begin(), p.ru.end(), opt.mem), c0(p.c0), is_int(p.is_int.begin(), p.is_int.end(), opt.mem),
       col_active(static_cast<size_t>(p.n), 1, opt.mem), row_active(static_cast<size_t>(p.m), 1, opt.mem),
       active_rows(p.m), active_cols(p.n), nnz(0), tol_aij(opt.tol_aij),
-      scratch(static_cast<size_t>(p.n), -1, opt.mem) {
+      scratch(static_cast<size_t>(p.n), -1, opt.mem), row_version(static_cast<size_t>(p.m), 0, opt.mem) {
   Vec<int32_t> row_count(static_cast<size_t>(m), 0, opt.mem);
   for (int64_t q = 0; q < p.nnz(); ++q) row_count[static_cast<size_t>(p.rowind[q])]++;
   for (int32_t i = 0; i < m; ++i) rows[i].reserve(static_cast<size_t>(row_count[i]));
@@ -55,6 +56,7 @@ double WorkProblem::coef(int32_t i, int32_t j) const {
 }
 
 void WorkProblem::add_to_entry(int32_t i, int32_t j, double delta) {
+  ++row_version[i];
   auto& col = cols[j];
   for (Entry& e : col) {
     if (e.index != i) continue;
@@ -76,6 +78,7 @@ void WorkProblem::add_to_entry(int32_t i, int32_t j, double delta) {
 }
 
 void WorkProblem::remove_entry(int32_t i, int32_t j) {
+  ++row_version[i];
   erase_index(cols[j], i);
   erase_index(rows[i], j);
   --nnz;
@@ -90,7 +93,10 @@ void WorkProblem::remove_row(int32_t i) {
 }
 
 void WorkProblem::remove_col(int32_t j) {
-  for (const Entry& e : cols[j]) erase_index(rows[e.index], j);
+  for (const Entry& e : cols[j]) {
+    erase_index(rows[e.index], j);
+    ++row_version[e.index];
+  }
   nnz -= static_cast<int64_t>(cols[j].size());
   cols[j].clear();
   col_active[j] = 0;
@@ -111,5 +117,74 @@ ActivityBounds WorkProblem::activity_without(int32_t i, int32_t skip) const {
 }
 
 ActivityBounds WorkProblem::activity(int32_t i) const { return activity_without(i, -1); }
+
+void WorkProblem::implied_bounds(ImpliedBounds& b) const {
+  b.lo.assign(l.begin(), l.end());
+  b.hi.assign(u.begin(), u.end());
+  b.lo_row.assign(static_cast<size_t>(n), -1);
+  b.hi_row.assign(static_cast<size_t>(n), -1);
+  b.lo_version.assign(static_cast<size_t>(n), 0);
+  b.hi_version.assign(static_cast<size_t>(n), 0);
+  for (int32_t i = 0; i < m; ++i) {
+    if (!row_active[i] || rows[i].size() < 2) continue;
+    const bool has_l = finite(rl[i]), has_u = finite(ru[i]);
+    if (!has_l && !has_u) continue;
+    const ActivityBounds act = activity(i);
+    if (act.min_inf > 1 && act.max_inf > 1) continue;
+    for (const Entry& e : rows[i]) {
+      const int32_t j = e.index;
+      const double a = e.value;
+      // The rest of the row without x_j's term, from the totals.
+      const double tmin = a > 0 ? l[j] : u[j], tmax = a > 0 ? u[j] : l[j];
+      double rest_min = kInf, rest_max = -kInf;  // infinite: no bound
+      if (finite(tmin)) {
+        if (act.min_inf == 0) rest_min = act.min - a * tmin;
+      } else if (act.min_inf == 1) {
+        rest_min = act.min;
+      }
+      if (finite(tmax)) {
+        if (act.max_inf == 0) rest_max = act.max - a * tmax;
+      } else if (act.max_inf == 1) {
+        rest_max = act.max;
+      }
+      // a x_j in [rl - rest_max, ru - rest_min].
+      const double t_lo = has_l && finite(rest_max) ? rl[i] - rest_max : -kInf;
+      const double t_hi = has_u && finite(rest_min) ? ru[i] - rest_min : kInf;
+      const double lo = a > 0 ? t_lo / a : t_hi / a, hi = a > 0 ? t_hi / a : t_lo / a;
+      // A margin against the cancellation in the totals.
+      if (finite(lo) && lo - scaled_tol(1e-9, lo) > b.lo[j]) {
+        b.lo[j] = lo - scaled_tol(1e-9, lo);
+        b.lo_row[j] = i;
+        b.lo_version[j] = row_version[i];
+      }
+      if (finite(hi) && hi + scaled_tol(1e-9, hi) < b.hi[j]) {
+        b.hi[j] = hi + scaled_tol(1e-9, hi);
+        b.hi_row[j] = i;
+        b.hi_version[j] = row_version[i];
+      }
+    }
+  }
+}
+
+namespace {
+
+bool usable_source(const WorkProblem& w, int32_t row, uint32_t version, int32_t skip_col, int32_t skip_row) {
+  if (row < 0 || row == skip_row || !w.row_active[row] || w.row_version[row] != version) return false;
+  for (const Entry& e : w.cols[skip_col])
+    if (e.index == row) return false;
+  return true;
+}
+
+}  // namespace
+
+double WorkProblem::usable_lower(const ImpliedBounds* b, int32_t k, int32_t skip_col, int32_t skip_row) const {
+  if (b == nullptr || !usable_source(*this, b->lo_row[k], b->lo_version[k], skip_col, skip_row)) return l[k];
+  return std::max(l[k], b->lo[k]);
+}
+
+double WorkProblem::usable_upper(const ImpliedBounds* b, int32_t k, int32_t skip_col, int32_t skip_row) const {
+  if (b == nullptr || !usable_source(*this, b->hi_row[k], b->hi_version[k], skip_col, skip_row)) return u[k];
+  return std::min(u[k], b->hi[k]);
+}
 
 }  // namespace qubor::presolve

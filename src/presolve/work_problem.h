@@ -22,6 +22,17 @@ struct ActivityBounds {
   double hi() const { return max_inf > 0 ? kInf : max; }
 };
 
+// Bounds of the columns implied by single rows and the column bounds of the rest of the row,
+// with the row each comes from: lo[j] > l[j] only when row lo_row[j] implies it. Whoever uses
+// such a bound to show row i redundant must skip bounds that come from row i itself.
+struct ImpliedBounds {
+  explicit ImpliedBounds(std::pmr::memory_resource* mem)
+      : lo(mem), hi(mem), lo_row(mem), hi_row(mem), lo_version(mem), hi_version(mem) {}
+  Vec<double> lo, hi;
+  Vec<int32_t> lo_row, hi_row;  // -1: the column's own bound
+  Vec<uint32_t> lo_version, hi_version;  // version of the source row when derived
+};
+
 struct WorkProblem {
   WorkProblem(const LpProblem& p, const PresolveOptions& opt);
 
@@ -34,6 +45,7 @@ struct WorkProblem {
   int64_t nnz;
   double tol_aij;
   Vec<int32_t> scratch;  // n entries, -1 between uses
+  Vec<uint32_t> row_version;  // m entries, advanced whenever a row's entries change
 
   bool integer(int32_t j) const { return !is_int.empty() && is_int[static_cast<size_t>(j)] != 0; }
   double coef(int32_t i, int32_t j) const;
@@ -47,6 +59,12 @@ struct WorkProblem {
   ActivityBounds activity(int32_t i) const;
   // Activity bounds of row i without column j's term.
   ActivityBounds activity_without(int32_t i, int32_t j) const;
+  // Tightest bounds implied by one row each, over the active rows.
+  void implied_bounds(ImpliedBounds& b) const;
+  // Lower and upper bound of x_k usable in a proof about column `skip_col`: the implied one
+  // when its row is unchanged since, does not contain skip_col and is not skip_row.
+  double usable_lower(const ImpliedBounds* b, int32_t k, int32_t skip_col, int32_t skip_row) const;
+  double usable_upper(const ImpliedBounds* b, int32_t k, int32_t skip_col, int32_t skip_row) const;
 };
 
 // Helpers on bounds with infinities.

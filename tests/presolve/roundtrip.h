@@ -4,7 +4,9 @@
 
 #include <gtest/gtest.h>
 
+#include <initializer_list>
 #include <string>
+#include <utility>
 
 #include "dense_lp.h"
 
@@ -24,6 +26,14 @@ inline DenseLp make_lp(int32_t n, int32_t m) {
   d.rl.assign(m, -kInfinity);
   d.ru.assign(m, kInfinity);
   return d;
+}
+
+// Sets row i to the given (column, value) entries and sides.
+inline void set_row(DenseLp& d, int32_t i, std::initializer_list<std::pair<int32_t, double>> entries, double rl,
+                    double ru) {
+  for (const auto& [j, v] : entries) d.at(i, j) = v;
+  d.rl[i] = rl;
+  d.ru[i] = ru;
 }
 
 struct RoundTrip {

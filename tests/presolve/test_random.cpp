@@ -107,3 +107,21 @@ TEST(RandomLps, SingletonsAndDoubletonsOnly) {
 
 }  // namespace
 }  // namespace qubor::presolve::testing
+
+namespace qubor::presolve::testing {
+namespace {
+
+// Seeds whose cases once failed: unbounded problems that dual bounds propagated through
+// longer columns turned bounded (a row made an equality cut the improving ray off), and
+// inequality rows restored with an equality's key.
+TEST(RandomLps, FormerFailures) {
+  run_random(Salt(), 108, 120);
+  run_random(Salt(), 118, 300);
+  run_random(Salt(), 252, 600);
+  Salt salt;
+  salt.parallel = salt.dependent = salt.free_cols = false;
+  run_random(salt, 425, 40);
+}
+
+}  // namespace
+}  // namespace qubor::presolve::testing

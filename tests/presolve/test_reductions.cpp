@@ -156,6 +156,62 @@ TEST(Reductions, ImpliedFreeColumnSingleton) {
   EXPECT_LE(rt.cols, 2);
 }
 
+// x2 >= 0 is implied by row 1 (x2 >= 2 x0 >= 0), so x2, which sits in two inequality rows,
+// is replaced by the activity of one of them; that activity, a singleton of the other row,
+// then goes as a slack (zero cost) or stays as a column (nonzero cost). The cost signs make
+// either row binding, so the row's dual comes back from the activity column's reduced cost.
+TEST(Reductions, ImpliedFreeColumnThroughInequality) {
+  for (double c2 : {0.0, 1.0, -0.5}) {
+    for (double c0 : {-1.0, 1.0}) {
+      DenseLp d = make_lp(4, 3);
+      d.u = {4, 5, kInfinity, 6};
+      d.c = {c0, -1, c2, -0.5};
+      set_row(d, 0, {{1, 1}, {2, 1}, {3, 1}}, -kInfinity, 9);
+      set_row(d, 1, {{0, 2}, {2, -1}}, -kInfinity, 0);  // x2 >= 2 x0
+      set_row(d, 2, {{0, 1}, {1, 1}, {3, -1}}, -3, 7);
+      RoundTrip rt = round_trip(d);
+      EXPECT_EQ(rt.failure, "") << "c2 " << c2 << " c0 " << c0;
+      EXPECT_LE(rt.rows, 2) << "c2 " << c2 << " c0 " << c0;
+    }
+  }
+}
+
+// A longer implied-free column goes through a doubleton inequality: x2 >= 2 x0 >= 0 makes
+// x2's bound implied, and x2 - 2 x0 (in [0, inf)) takes x2's place in the other rows.
+TEST(Reductions, ImpliedFreeColumnThroughDoubletonRow) {
+  for (double c2 : {0.0, 1.0, -0.25}) {
+    DenseLp d = make_lp(4, 4);
+    d.u = {4, 5, kInfinity, 6};
+    d.c = {-1, -1, c2, -0.5};
+    set_row(d, 0, {{1, 1}, {2, 1}, {3, 1}}, -kInfinity, 9);
+    set_row(d, 1, {{0, -2}, {2, 1}}, 0, kInfinity);  // x2 >= 2 x0
+    set_row(d, 2, {{0, 1}, {2, 2}, {3, -1}}, -kInfinity, 10);
+    set_row(d, 3, {{1, 1}, {2, -1}, {3, 1}}, -2, 7);
+    RoundTrip rt = round_trip(d);
+    EXPECT_EQ(rt.failure, "") << "c2 " << c2;
+    EXPECT_GE(rt.stats.eliminated, 1) << "c2 " << c2;
+  }
+}
+
+// Row 1 limits x0 + 2 x1 only through the bounds x0, x1 <= 4 that the equality row 0 implies;
+// with them it is redundant and goes. Row 2 is not: its side is tight under those bounds.
+TEST(Reductions, RedundantRowUnderImpliedBounds) {
+  for (double side : {12.0, 20.0, 11.0}) {
+    DenseLp d = make_lp(3, 3);
+    d.c = {-1, -2, 1};
+    set_row(d, 0, {{0, 1}, {1, 1}, {2, 1}}, 4, 4);
+    set_row(d, 1, {{0, 1}, {1, 2}}, -kInfinity, side);
+    set_row(d, 2, {{0, 3}, {1, 1}, {2, -1}}, -kInfinity, 6);
+    PresolveOptions opt;
+    opt.eliminator_max_num_tries = 0;  // keep the equality, whose bounds are used
+    RoundTrip rt = round_trip(d, opt);
+    EXPECT_EQ(rt.failure, "") << "side " << side;
+    if (side >= 12.0) {
+      EXPECT_LE(rt.rows, 2) << "side " << side;
+    }
+  }
+}
+
 // x0 - x1 = 0 with x0 in [0, 3] and x1 in [0, 10]: x1 inherits the bound 3, which is the
 // active one, so postsolve must hand the dual back through the equality.
 TEST(Reductions, DoubletonEquationBoundTransfer) {
@@ -194,6 +250,69 @@ TEST(Reductions, SlackColumnsWidenTheirRow) {
   }
 }
 
+// A singleton with a cost in an equality row, its bounds not implied: the row takes the
+// bounds as its sides and the cost moves to the row's other columns. Each cost sign puts
+// x2 at a different bound or inside (then basic), so all the dual cases come back.
+TEST(Reductions, SingletonWithCostInEquality) {
+  for (double c2 : {3.0, -3.0, 0.5}) {
+    DenseLp d = make_lp(3, 2);
+    d.u = {4, 4, 2};
+    d.c = {-1, 1, c2};
+    set_row(d, 0, {{0, 1}, {1, -1}, {2, 2}}, 1, 1);
+    set_row(d, 1, {{0, 1}, {1, 1}}, -kInfinity, 5);
+    RoundTrip rt = round_trip(d);
+    EXPECT_EQ(rt.failure, "") << "c2 " << c2;
+    EXPECT_LE(rt.cols, 2) << "c2 " << c2;
+  }
+}
+
+// x1 <= 0 has no lower bound and a positive cost: z_1 = c_1 - a y <= 0 bounds the dual of its
+// row away from zero, so the row is at its side in every optimum; as an equality it then
+// absorbs x1. The mirrored row (>=, negated coefficients) takes the other side.
+TEST(Reductions, RowAtItsSideByDualBound) {
+  for (double sign : {1.0, -1.0}) {
+    DenseLp d = make_lp(3, 2);
+    d.l[1] = -kInfinity;
+    d.u = {6, 0, 6};
+    d.c = {-1, 0.4, -0.5};
+    set_row(d, 0, {{0, sign}, {1, -sign}, {2, 0.5 * sign}}, sign > 0 ? -kInfinity : -2, sign > 0 ? 2 : kInfinity);
+    set_row(d, 1, {{0, 1}, {2, 1}}, -kInfinity, 8);
+    RoundTrip rt = round_trip(d);
+    EXPECT_EQ(rt.failure, "") << "sign " << sign;
+    EXPECT_EQ(rt.rows + rt.cols, 0) << "sign " << sign;
+  }
+}
+
+// x2 costs nothing and lies between x1 + 2 x3 - 4 (row 1) and x0 (row 0), with x2 >= 0:
+// projecting it out leaves x1 + 2 x3 - 4 <= x0 and x0 >= 0, the latter a bound already. The
+// mirrored column (x2 <= 0, entries negated) and row 1 written as a >= row go the same way;
+// the costs make row 1, row 0 or neither binding, so x2 comes back at its bound, between the
+// rows or with both tight.
+TEST(Reductions, ZeroCostColumnBetweenTwoRows) {
+  for (double mirror : {1.0, -1.0}) {
+    for (double flip : {1.0, -1.0}) {
+      for (double c0 : {1.0, -0.5, 0.25}) {
+        DenseLp d = make_lp(4, 3);
+        if (mirror < 0) {
+          d.l[2] = -kInfinity;
+          d.u[2] = 0;
+        }
+        d.u = {5, 4, d.u[2], 3};
+        d.c = {c0, -1, 0, -1};
+        set_row(d, 0, {{0, -1}, {2, mirror}}, -kInfinity, 0);  // x2 <= x0
+        set_row(d, 1, {{1, flip}, {2, -flip * mirror}, {3, 2 * flip}}, flip > 0 ? -kInfinity : -4,
+                flip > 0 ? 4 : kInfinity);  // x2 >= x1 + 2 x3 - 4
+        set_row(d, 2, {{0, 1}, {1, 1}, {3, 1}}, -kInfinity, 6);
+        RoundTrip rt = round_trip(d);
+        const std::string tag = "mirror " + std::to_string(mirror) + " flip " + std::to_string(flip) +
+                                " c0 " + std::to_string(c0);
+        EXPECT_EQ(rt.failure, "") << tag;
+        EXPECT_LE(rt.cols, 3) << tag;
+      }
+    }
+  }
+}
+
 // Parallel columns with different costs: x1 = x0 in every row, costs more, and x0 can grow
 // without limit, so x1 stays at its lower bound.
 TEST(Reductions, DominatedParallelColumns) {
@@ -227,6 +346,40 @@ TEST(Reductions, DominatedColumnsGoToTheirBound) {
   EXPECT_LE(rt.cols, 2);
   d.l[0] = -kInfinity;  // no lower bound to go to
   EXPECT_EQ(round_trip(d).presolve_status, PresolveStatus::kDualInfeasible);
+}
+
+// x2 costs nothing and only uses up room in two <= rows: at its lower bound it loses
+// nothing, so it is fixed there even though z_2 may be zero. Mirrored: x2 with a zero cost
+// that only loosens >= rows as it grows goes to its upper bound.
+TEST(Reductions, WeaklyDominatedColumns) {
+  for (double sign : {1.0, -1.0}) {
+    DenseLp d = make_lp(3, 2);
+    d.u = {5, 5, 3};
+    d.c = {-1, -1, 0};
+    set_row(d, 0, {{0, 1}, {1, 2}, {2, sign}}, -kInfinity, 8);
+    set_row(d, 1, {{0, 3}, {1, 1}, {2, 2 * sign}}, -kInfinity, 9);
+    RoundTrip rt = round_trip(d);
+    EXPECT_EQ(rt.failure, "") << "sign " << sign;
+    EXPECT_LE(rt.cols, 2) << "sign " << sign;
+  }
+}
+
+// The dual of the ranged row 0 is bounded only through column 0 (z_0 >= 0 gives
+// y_0 >= y_1) and the sign of row 1 (y_1 >= 0): then z_1 = c_1 + y_0 > 0 and x1 goes to its
+// lower bound, which takes propagating the dual constraints of non-singleton columns.
+TEST(Reductions, DominatedByPropagatedDualBounds) {
+  for (double c1 : {0.5, 2.0}) {
+    DenseLp d = make_lp(3, 2);
+    d.u = {kInfinity, 10, 5};
+    d.c = {0, c1, -1};
+    set_row(d, 0, {{0, -1}, {1, -1}, {2, 1}}, -4, 2);
+    set_row(d, 1, {{0, 1}, {2, 1}}, 1, kInfinity);
+    PresolveOptions opt;
+    opt.max_num_pass = 1;
+    RoundTrip rt = round_trip(d, opt);
+    EXPECT_EQ(rt.failure, "") << "c1 " << c1;
+    EXPECT_LE(rt.cols, 2) << "c1 " << c1;
+  }
 }
 
 TEST(Reductions, DuplicateRowsMergeSides) {
@@ -308,6 +461,24 @@ TEST(Reductions, EliminatorSubstitutesFreeColumns) {
   rt = round_trip(d, opt);
   EXPECT_EQ(rt.failure, "");
   EXPECT_EQ(rt.stats.eliminated, 0);
+}
+
+// x2 in [-3, 10] equals x0 - x1 (row 0); its upper bound is implied only through x0 <= 10,
+// which row 2 (without x2) implies. With that, x2 is implied free and goes through row 0.
+TEST(Reductions, ImpliedFreeThroughBoundsOfOtherRows) {
+  for (double c2 : {-0.5, 0.5}) {
+    DenseLp d = make_lp(5, 4);
+    d.l[2] = -3;
+    d.u = {kInfinity, 3, 10, 6, kInfinity};
+    d.c = {-1, 0.25, c2, -0.5, 0.1};
+    set_row(d, 0, {{0, -1}, {1, 1}, {2, 1}}, 0, 0);  // x2 = x0 - x1
+    set_row(d, 1, {{2, 1}, {3, 1}}, -kInfinity, 12);
+    set_row(d, 2, {{0, 1}, {4, 1}}, -kInfinity, 10);
+    set_row(d, 3, {{3, 1}, {4, 1}}, 1, kInfinity);
+    RoundTrip rt = round_trip(d);
+    EXPECT_EQ(rt.failure, "") << "c2 " << c2;
+    EXPECT_GE(rt.stats.eliminated, 1) << "c2 " << c2;
+  }
 }
 
 // Integer columns are neither substituted, merged nor fixed by dual arguments, and get
