@@ -129,7 +129,8 @@ TEST_P(NetlibTest, SolvesToTheReference) {
       const double rtol = presolve == QBR_PRESOLVE_MODE_OFF ? 1e-5 : 1e-6;
       EXPECT_LE(std::fabs(pobj - model.reference), rtol * std::max(1.0, std::fabs(model.reference)))
           << pobj;
-      EXPECT_LE(max_dual_violation(task), 1e-8 * dual_scale(task));
+      // Postsolve may lose a little of the reduced run's dual accuracy, never more.
+      EXPECT_LE(max_dual_violation(task), 1e-7 * dual_scale(task));
     }
     QBR_deletetask(&task);
   }
@@ -221,6 +222,33 @@ TEST(NetlibInfeasible, PrimalAndDualInfeasibleModelGetsAValidCertificate) {
     double cx = 0.0;
     EXPECT_LT(ray_violation(task, &cx), 1e-4);
     EXPECT_LT(cx, 0.0);
+  }
+  QBR_deletetask(&task);
+  QBR_deleteenv(&env);
+}
+
+// The continuous relaxation of mas74: costs near 1e4 against right-hand sides near 1. The
+// homogeneous iterate shrinks by orders of magnitude on the way, and a scaled-down optimal
+// iterate once passed the primal certificate's ratio test.
+TEST(BadlyScaled, RelaxationOfMas74IsOptimalNotInfeasible) {
+  const std::string path = std::string(QUBOR_TEST_DATA_DIR) + "/miplib/mas74.mps.gz";
+  if (!std::ifstream(path)) GTEST_SKIP() << "instance data not installed: " << path;
+  QBRenv_t env = nullptr;
+  QBRtask_t task = nullptr;
+  ASSERT_EQ(QBR_makeenv(&env, nullptr), QBR_RES_OK);
+  ASSERT_EQ(QBR_maketask(env, 0, 0, &task), QBR_RES_OK);
+  ASSERT_EQ(QBR_readdata(task, path.c_str()), QBR_RES_OK);
+  QBR_putintparam(task, QBR_IPAR_NUM_THREADS, 1);
+  QBR_putintparam(task, QBR_IPAR_MIO_MODE, QBR_MIO_MODE_IGNORED);
+  for (QBRint32t presolve : {QBR_PRESOLVE_MODE_OFF, QBR_PRESOLVE_MODE_FREE}) {
+    QBR_putintparam(task, QBR_IPAR_PRESOLVE_USE, presolve);
+    ASSERT_EQ(QBR_optimize(task), QBR_RES_OK);
+    QBRint32t solsta = -1;
+    QBR_getsolsta(task, QBR_SOL_ITR, &solsta);
+    EXPECT_EQ(solsta, QBR_SOL_STA_OPTIMAL);
+    QBRrealt pobj = 0;
+    QBR_getprimalobj(task, QBR_SOL_ITR, &pobj);
+    EXPECT_NEAR(pobj, 10482.79528, 1e-6 * 10482.79528);
   }
   QBR_deletetask(&task);
   QBR_deleteenv(&env);
