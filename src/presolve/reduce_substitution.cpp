@@ -181,6 +181,15 @@ int32_t Presolver::eliminate_free_columns() {
     const int32_t j = (eliminator_cursor_ + step) % w_.n;
     if (!w_.col_active[j] || w_.integer(j) || w_.cols[j].size() < 2) continue;
     const auto& col = w_.cols[j];
+    // Fill is counted only for columns that have a short enough row and are implied free;
+    // both tests are cheaper than counting fill.
+    bool short_row = false;
+    for (const Entry& e : col)
+      short_row = short_row || static_cast<int64_t>(w_.rows[e.index].size() - 1) *
+                                       static_cast<int64_t>(col.size() - 1) <= 400;
+    if (!short_row) continue;
+    for (const Entry& e : col) work += static_cast<int64_t>(w_.rows[e.index].size());
+    if (!implied_free(w_, &implied, j, opt_.tol_x)) continue;
     const double col_max = max_abs(col);
     int32_t best = -1;
     int64_t best_fill = max_fill + 1;
@@ -204,7 +213,7 @@ int32_t Presolver::eliminate_free_columns() {
         best = i;
       }
     }
-    if (best < 0 || !implied_free(w_, &implied, j, opt_.tol_x)) continue;
+    if (best < 0) continue;
     if (w_.rl[best] == w_.ru[best]) substitute(j, best, kKeyFixed, -1, 0.0, 0.0);
     else substitute_activity(j, best);
     ++stats_.eliminated;
