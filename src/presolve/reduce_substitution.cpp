@@ -28,7 +28,7 @@ void implied_bounds(const WorkProblem& w, const ImpliedBounds* b, int32_t i, int
   ActivityBounds rest;
   for (const Entry& e : w.rows[i]) {
     if (e.index == j) continue;
-    const double l = w.usable_lower(b, e.index, j, i), u = w.usable_upper(b, e.index, j, i);
+    const double l = w.usable_lower(b, e.index, i), u = w.usable_upper(b, e.index, i);
     const double tmin = e.value > 0 ? l : u, tmax = e.value > 0 ? u : l;
     if (finite(tmin)) rest.min += e.value * tmin; else ++rest.min_inf;
     if (finite(tmax)) rest.max += e.value * tmax; else ++rest.max_inf;
@@ -58,6 +58,7 @@ static bool implied_free(const WorkProblem& w, const ImpliedBounds* b, int32_t j
   double lo = -kInf, hi = kInf;
   const bool need_lo = finite(w.l[j]), need_hi = finite(w.u[j]);
   if (!need_lo && !need_hi) return true;
+  if (b != nullptr) b->mark_column(w.cols[j], w.m);
   for (const Entry& e : w.cols[j]) {
     double rlo, rhi;
     implied_bounds(w, b, e.index, j, e.value, rlo, rhi);

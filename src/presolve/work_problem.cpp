@@ -168,22 +168,21 @@ void WorkProblem::implied_bounds(ImpliedBounds& b) const {
 
 namespace {
 
-bool usable_source(const WorkProblem& w, int32_t row, uint32_t version, int32_t skip_col, int32_t skip_row) {
+bool usable_source(const WorkProblem& w, const ImpliedBounds& b, int32_t row, uint32_t version,
+                   int32_t skip_row) {
   if (row < 0 || row == skip_row || !w.row_active[row] || w.row_version[row] != version) return false;
-  for (const Entry& e : w.cols[skip_col])
-    if (e.index == row) return false;
-  return true;
+  return b.row_mark[static_cast<size_t>(row)] != b.stamp;
 }
 
 }  // namespace
 
-double WorkProblem::usable_lower(const ImpliedBounds* b, int32_t k, int32_t skip_col, int32_t skip_row) const {
-  if (b == nullptr || !usable_source(*this, b->lo_row[k], b->lo_version[k], skip_col, skip_row)) return l[k];
+double WorkProblem::usable_lower(const ImpliedBounds* b, int32_t k, int32_t skip_row) const {
+  if (b == nullptr || !usable_source(*this, *b, b->lo_row[k], b->lo_version[k], skip_row)) return l[k];
   return std::max(l[k], b->lo[k]);
 }
 
-double WorkProblem::usable_upper(const ImpliedBounds* b, int32_t k, int32_t skip_col, int32_t skip_row) const {
-  if (b == nullptr || !usable_source(*this, b->hi_row[k], b->hi_version[k], skip_col, skip_row)) return u[k];
+double WorkProblem::usable_upper(const ImpliedBounds* b, int32_t k, int32_t skip_row) const {
+  if (b == nullptr || !usable_source(*this, *b, b->hi_row[k], b->hi_version[k], skip_row)) return u[k];
   return std::min(u[k], b->hi[k]);
 }
 

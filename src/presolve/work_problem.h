@@ -27,10 +27,19 @@ struct ActivityBounds {
 // such a bound to show row i redundant must skip bounds that come from row i itself.
 struct ImpliedBounds {
   explicit ImpliedBounds(std::pmr::memory_resource* mem)
-      : lo(mem), hi(mem), lo_row(mem), hi_row(mem), lo_version(mem), hi_version(mem) {}
+      : lo(mem), hi(mem), lo_row(mem), hi_row(mem), lo_version(mem), hi_version(mem), row_mark(mem) {}
   Vec<double> lo, hi;
   Vec<int32_t> lo_row, hi_row;  // -1: the column's own bound
   Vec<uint32_t> lo_version, hi_version;  // version of the source row when derived
+  // The rows of the column under test carry the current stamp, so that a bound derived from
+  // one of them is recognised in constant time (see mark_column).
+  mutable Vec<uint32_t> row_mark;
+  mutable uint32_t stamp = 0;
+  void mark_column(const Vec<Entry>& col, int32_t m) const {
+    if (row_mark.size() < static_cast<size_t>(m)) row_mark.resize(static_cast<size_t>(m), 0);
+    ++stamp;
+    for (const Entry& e : col) row_mark[static_cast<size_t>(e.index)] = stamp;
+  }
 };
 
 struct WorkProblem {
@@ -63,8 +72,11 @@ struct WorkProblem {
   void implied_bounds(ImpliedBounds& b) const;
   // Lower and upper bound of x_k usable in a proof about column `skip_col`: the implied one
   // when its row is unchanged since, does not contain skip_col and is not skip_row.
-  double usable_lower(const ImpliedBounds* b, int32_t k, int32_t skip_col, int32_t skip_row) const;
-  double usable_upper(const ImpliedBounds* b, int32_t k, int32_t skip_col, int32_t skip_row) const;
+  // Bounds of x_k that may serve in a test of column skip_col through row skip_row: implied
+  // bounds from b when their source row is neither skip_row nor a row of skip_col, whose rows
+  // must have been marked by b->mark_column.
+  double usable_lower(const ImpliedBounds* b, int32_t k, int32_t skip_row) const;
+  double usable_upper(const ImpliedBounds* b, int32_t k, int32_t skip_row) const;
 };
 
 // Helpers on bounds with infinities.
