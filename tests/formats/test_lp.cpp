@@ -232,26 +232,3 @@ TEST_F(Lp, VariablesOnlyInBounds) {
   EXPECT_NE(wrn.text.find("The variable 'y' occurs only in the bounds section and is dropped."),
             std::string::npos);
 }
-
-TEST_F(Lp, RoundTripOfRealFiles) {
-  QBRtask_t other = nullptr;
-  ASSERT_EQ(QBR_maketask(env, 0, 0, &other), QBR_RES_OK);
-  QBR_linkfunctotaskstream(other, QBR_STREAM_ERR, &err, Captured::sink);
-  QBR_putintparam(task, QBR_IPAR_LOG, 0);
-  QBR_putintparam(other, QBR_IPAR_LOG, 0);
-  int k = 0;
-  for (const char* f : {"netlib-lp/afiro.mps.gz", "netlib-lp/adlittle.mps.gz", "netlib-lp/boeing1.mps.gz",
-                        "maros-meszaros/QAFIRO.qps.gz", "maros-meszaros/DUALC1.qps.gz",
-                        "maros-meszaros/QPCBLEND.qps.gz", "miplib/p0201.mps.gz", "miplib/misc07.mps.gz"}) {
-    SCOPED_TRACE(f);
-    std::string source = QUBOR_DATA_DIR;
-    source += "/";
-    source += f;
-    ASSERT_EQ(QBR_readdata(task, source.c_str()), QBR_RES_OK) << err.text;
-    const std::string path = temp_path(k++ % 2 ? "rt.lp.gz" : "rt.lp");
-    ASSERT_EQ(QBR_writedata(task, path.c_str()), QBR_RES_OK) << err.text;
-    ASSERT_EQ(QBR_readdata(other, path.c_str()), QBR_RES_OK) << err.text;
-    expect_same_problem(task, other, 1e-14, /*names=*/false);
-  }
-  QBR_deletetask(&other);
-}

@@ -10,6 +10,17 @@
 
 namespace qubor::formats {
 
+namespace {
+
+// `digits` significant digits; 17 or more asks for the shortest text that reads back to the
+// same double, which never needs more than 17.
+char* general_chars(char (&buf)[64], double v, int digits) {
+  if (digits >= 17) return std::to_chars(buf, buf + sizeof buf, v).ptr;
+  return std::to_chars(buf, buf + sizeof buf, v, std::chars_format::general, std::max(digits, 1)).ptr;
+}
+
+}  // namespace
+
 TextWriter::TextWriter(platform::OutStream& out) : out_(out) { buf_.reserve(kCapacity); }
 
 bool TextWriter::flush() {
@@ -43,8 +54,7 @@ void TextWriter::number(double v, int digits) {
     put(std::isnan(v) ? "nan" : (v > 0 ? "+inf" : "-inf"));
     return;
   }
-  auto r = std::to_chars(buf, buf + sizeof buf, v, std::chars_format::general, std::clamp(digits, 1, 17));
-  put(std::string_view(buf, static_cast<size_t>(r.ptr - buf)));
+  put(std::string_view(buf, static_cast<size_t>(general_chars(buf, v, digits) - buf)));
 }
 
 void TextWriter::padded(std::string_view s, size_t width) {
@@ -56,8 +66,7 @@ std::string number_text(double v, int digits) {
   if (std::isnan(v)) return "nan";
   if (std::isinf(v)) return v > 0 ? "+inf" : "-inf";
   char buf[64];
-  auto r = std::to_chars(buf, buf + sizeof buf, v, std::chars_format::general, std::clamp(digits, 1, 17));
-  return std::string(buf, static_cast<size_t>(r.ptr - buf));
+  return std::string(buf, static_cast<size_t>(general_chars(buf, v, digits) - buf));
 }
 
 }  // namespace qubor::formats

@@ -312,7 +312,7 @@ Fields MpsReader::free_fields() {
 Fields MpsReader::grid_fields() {
   Fields g;
   Field fx[6];
-  for (int k = 0; k < 6; ++k) fx[k] = fixed_field(line_, k);
+  fixed_fields(line_, fx);
   auto take = [&](std::initializer_list<int> ks) {
     for (int k : ks) g.f[static_cast<size_t>(g.n++)] = fx[k];
     while (g.n > 0 && g.f[static_cast<size_t>(g.n - 1)].text.empty()) --g.n;
