@@ -118,6 +118,16 @@ TEST_F(Frame, ReadEmptiesTheTaskFirst) {
   EXPECT_EQ(sense, QBR_OBJECTIVE_SENSE_MINIMIZE);
 }
 
+TEST_F(Frame, RereadingKeepsTheMatrixStorageAtTheProblemsSize) {
+  // The storage of the emptied matrix is reused, not left behind the new problem.
+  const std::string path = std::string(QUBOR_DATA_DIR) + "/netlib-lp/afiro.mps.gz";
+  for (int k = 0; k < 8; ++k) ASSERT_EQ(QBR_readdata(task, path.c_str()), QBR_RES_OK);
+  QBRint64t nz = 0, room = 0;
+  QBR_getnumanz64(task, &nz);
+  QBR_getmaxnumanz64(task, &room);
+  EXPECT_LE(room, 2 * nz);
+}
+
 TEST_F(Frame, ReadInformationAndSummary) {
   const std::string path = write_text("info.mps", kSmall);
   ASSERT_EQ(QBR_readdata(task, path.c_str()), QBR_RES_OK);
