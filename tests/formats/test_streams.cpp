@@ -69,6 +69,25 @@ TEST(FileStream, RoundTripEveryKind) {
   }
 }
 
+TEST(FileStream, SizeHints) {
+  const std::string data = sample(70000), path = temp_path("hint.bin");
+  std::unique_ptr<InStream> in;
+  write_file(path, Compression::kNone, 0, data);
+  ASSERT_EQ(open_input(path.c_str(), Compression::kNone, &in), OpenStatus::kOk);
+  EXPECT_EQ(in->size_hint(), 70000);
+  // gzip: the trailer's size; zstd: the frame header's, which a streamed frame may leave out.
+  write_file(path, Compression::kGzip, 6, data);
+  ASSERT_EQ(open_input(path.c_str(), Compression::kGzip, &in), OpenStatus::kOk);
+  EXPECT_EQ(in->size_hint(), 70000);
+  write_file(path, Compression::kZstd, 3, data);
+  ASSERT_EQ(open_input(path.c_str(), Compression::kZstd, &in), OpenStatus::kOk);
+  EXPECT_TRUE(in->size_hint() == 70000 || in->size_hint() == -1) << in->size_hint();
+  // A hint never disturbs the data.
+  bool failed = false;
+  EXPECT_EQ(read_all(*in, 4096, &failed), data);
+  EXPECT_EQ(memory_input("abc")->size_hint(), -1);
+}
+
 TEST(FileStream, ConcatenatedGzipMembersReadAsOne) {
   const std::string a = temp_path("a.gz"), b = temp_path("b.gz"), ab = temp_path("ab.gz");
   write_file(a, Compression::kGzip, 6, "first part\n");
