@@ -5,8 +5,8 @@
 #pragma once
 
 #include <cstdint>
+#include <memory>
 #include <string_view>
-#include <vector>
 
 #include "platform/file_stream.h"
 
@@ -25,7 +25,9 @@ class LineReader {
   bool fill();
 
   platform::InStream& in_;
-  std::vector<char> buf_;
+  // Left uninitialised: only the bytes that the stream delivers are ever looked at.
+  std::unique_ptr<char[]> buf_;
+  size_t size_;
   size_t begin_ = 0, end_ = 0;
   int64_t line_no_ = 0;
   bool eof_ = false, failed_ = false;

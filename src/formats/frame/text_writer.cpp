@@ -4,6 +4,7 @@
 #include <charconv>
 #include <cmath>
 #include <cstdarg>
+#include <cstdint>
 #include <cstdio>
 
 #include "platform/text.h"
@@ -12,10 +13,41 @@ namespace qubor::formats {
 
 namespace {
 
+// Significant digits of a number's text: those before any exponent, less leading zeros.
+int significant_digits(const char* b, const char* e) {
+  int n = 0;
+  bool leading = true;
+  for (; b != e && *b != 'e'; ++b) {
+    if (*b < '0' || *b > '9') continue;
+    if (*b == '0' && leading) continue;
+    leading = false;
+    ++n;
+  }
+  return n;
+}
+
 // `digits` significant digits; 17 or more asks for the shortest text that reads back to the
 // same double, which never needs more than 17.
 char* general_chars(char (&buf)[64], double v, int digits) {
   if (digits >= 17) return std::to_chars(buf, buf + sizeof buf, v).ptr;
+  // Whole numbers below 10^digits read the same in both forms; the integer one is quicker.
+  static constexpr double kPow10[] = {1e0, 1e1, 1e2, 1e3, 1e4, 1e5, 1e6, 1e7, 1e8,
+                                      1e9, 1e10, 1e11, 1e12, 1e13, 1e14, 1e15, 1e16};
+  if (v != 0.0 && std::fabs(v) < kPow10[std::clamp(digits, 1, 16)] && std::trunc(v) == v)
+    return std::to_chars(buf, buf + sizeof buf, static_cast<int64_t>(v)).ptr;
+  // Up to 15 digits, a shortest text with no more digits than asked is also the rounded one
+  // (the rounding grid is far coarser than the double's own error); it is then written in
+  // the form that "%g" picks from its exponent.
+  if (digits <= 15) {
+    char* end = std::to_chars(buf, buf + sizeof buf, v, std::chars_format::scientific).ptr;
+    if (significant_digits(buf, end) <= digits) {
+      const char* e = std::find(buf, end, 'e');
+      int exponent = 0;
+      std::from_chars(e + 1 + (e[1] == '+'), end, exponent);
+      if (exponent < -4 || exponent >= digits) return end;
+      return std::to_chars(buf, buf + sizeof buf, v, std::chars_format::fixed).ptr;
+    }
+  }
   return std::to_chars(buf, buf + sizeof buf, v, std::chars_format::general, std::max(digits, 1)).ptr;
 }
 
