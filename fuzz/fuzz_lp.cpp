@@ -9,6 +9,9 @@ extern "C" int LLVMFuzzerTestOneInput(const unsigned char* data, size_t size) {
   QBRtask_t task = nullptr;
   if (QBR_makeenv(&env, nullptr) != QBR_RES_OK) return 0;
   if (QBR_maketask(env, 0, 0, &task) == QBR_RES_OK) {
+    // Quoted names for half of the inputs.
+    QBR_putintparam(task, QBR_IPAR_READ_LP_QUOTED_NAMES, size % 2 ? QBR_ON : QBR_OFF);
+    QBR_putintparam(task, QBR_IPAR_WRITE_LP_QUOTED_NAMES, size % 2 ? QBR_ON : QBR_OFF);
     if (QBR_readlpstring(task, text.c_str()) == QBR_RES_OK) QBR_writedata(task, "/tmp/qubor_fuzz_out.lp");
     QBR_deletetask(&task);
   }

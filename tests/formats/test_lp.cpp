@@ -123,6 +123,16 @@ TEST_F(Lp, WriterRefusesNamesItCannotHold) {
   QBR_putintparam(task, QBR_IPAR_WRITE_LP_QUOTED_NAMES, QBR_OFF);
   EXPECT_EQ(QBR_writedata(task, temp_path("n.lp").c_str()), QBR_RES_ERR_LP_INVALID_VAR_NAME);
   EXPECT_EQ(last_message(), "The variable name 'bad name' cannot be written to an LP formatted file.");
+  QBR_putvarname(task, 0, "x");
+  ASSERT_EQ(QBR_appendcons(task, 1), QBR_RES_OK);
+  QBR_putconname(task, 0, "row:1");
+  EXPECT_EQ(QBR_writedata(task, temp_path("n.lp").c_str()), QBR_RES_ERR_LP_INVALID_CON_NAME);
+  EXPECT_EQ(last_message(), "The constraint name 'row:1' cannot be written to an LP formatted file.");
+  QBR_putconname(task, 0, "c");
+  QBR_putobjname(task, "max");  // a keyword is no name either
+  EXPECT_EQ(QBR_writedata(task, temp_path("n.lp").c_str()), QBR_RES_ERR_LP_INVALID_CON_NAME);
+  QBR_putobjname(task, "obj");
+  QBR_putvarname(task, 0, "bad name");
   QBR_putintparam(task, QBR_IPAR_WRITE_LP_QUOTED_NAMES, QBR_ON);
   QBR_putcj(task, 0, 3);
   EXPECT_NE(written().find(" + 3 \"bad name\""), std::string::npos);
@@ -218,6 +228,12 @@ TEST_F(Lp, ReaderErrors) {
   EXPECT_EQ(read("minimize\n obj: x\nsubject to\n c: x + 1\nend\n"), QBR_RES_ERR_LP_FORMAT);
   EXPECT_EQ(read("minimize\n obj: x\nsubject to\n c: x >= 1\ngeneral\n nothere\nend\n"),
             QBR_RES_ERR_READ_LP_NONEXISTING_NAME);
+  EXPECT_EQ(last_message(), "The variable 'nothere' never occurred in objective or constraints.");
+  // The line of a syntax error is that of the offending token, also past line breaks.
+  EXPECT_EQ(read("minimize\n obj: x\nsubject to\n c: x\n + y\n\n <= 3 4\nend\n"), QBR_RES_ERR_LP_FORMAT);
+  EXPECT_EQ(last_message(), "Syntax error in an LP file at line: 7.");
+  EXPECT_EQ(read("minimize\n obj: x\nsubject to\n c: x >= 1\nbounds\n x >= \nend\n"), QBR_RES_ERR_LP_FORMAT);
+  EXPECT_EQ(last_message(), "Syntax error in an LP file at line: 7.");
   EXPECT_EQ(read("minimize\n obj: x $ y\nend\n"), QBR_RES_ERR_LP_FORMAT);
   EXPECT_EQ(read("minimize\n obj: x + [ x ^ 3 ]/2\nend\n"), QBR_RES_ERR_LP_FORMAT);
 }
@@ -231,4 +247,26 @@ TEST_F(Lp, VariablesOnlyInBounds) {
   EXPECT_EQ(numvar(), 1);
   EXPECT_NE(wrn.text.find("The variable 'y' occurs only in the bounds section and is dropped."),
             std::string::npos);
+}
+
+TEST_F(Lp, UnlabelledConstraintsAfterANumber) {
+  // A right-hand side ends with its line: the next line's "x" starts a new constraint.
+  ASSERT_EQ(read("minimize\n obj: x\nsubject to\n c: x <= 10\n x + y = 2\n 3 <= x + y\n 2 x\n >= 1\nend\n"),
+            QBR_RES_OK)
+      << err.text;
+  ASSERT_EQ(numcon(), 4);
+  bounds(0, QBR_BK_UP, 0, 10, false);
+  bounds(1, QBR_BK_FX, 2, 2, false);
+  bounds(2, QBR_BK_LO, 3, 0, false);
+  bounds(3, QBR_BK_LO, 1, 0, false);
+  EXPECT_EQ(aij(3, 0), 2.0);
+  // What the writer makes of nameless constraints reads back the same.
+  QBRtask_t other = nullptr;
+  ASSERT_EQ(QBR_maketask(env, 0, 0, &other), QBR_RES_OK);
+  for (QBRint32t i = 0; i < 4; ++i) QBR_putconname(task, i, "");
+  const std::string path = temp_path("nameless.lp");
+  ASSERT_EQ(QBR_writedata(task, path.c_str()), QBR_RES_OK);
+  ASSERT_EQ(QBR_readdata(other, path.c_str()), QBR_RES_OK) << read_text(path);
+  expect_same_problem(task, other, 0.0);
+  QBR_deletetask(&other);
 }

@@ -21,6 +21,7 @@
 // QBR_RES_ERR_READ_LP_MISSING_END_TAG when the text ends before "end",
 // QBR_RES_ERR_READ_LP_NONEXISTING_NAME for an undeclared name in an integer section.
 #include <algorithm>
+#include <utility>
 #include <charconv>
 #include <cmath>
 #include <string>
@@ -351,8 +352,9 @@ QBRrescode LpParser::bracket(Side* side, double sign, bool objective) {
   return QBR_RES_OK;
 }
 
-// Terms until a relation, a label or a section keyword. On a right-hand side a term that
-// starts a new line without a sign ends the side.
+// Terms until a relation, a label or a section keyword. A term that starts a new line ends
+// the expression when it has no sign, and on a right-hand side in any case: such a line
+// begins an unlabelled constraint.
 QBRrescode LpParser::expression(Side* side, bool rhs, bool objective) {
   bool first = true;
   for (;;) {
@@ -361,7 +363,7 @@ QBRrescode LpParser::expression(Side* side, bool rhs, bool objective) {
       return QBR_RES_OK;
     if (t.kind == Tok::kOp && t.text != "+" && t.text != "-" && t.text != "[") return QBR_RES_OK;
     if (t.kind == Tok::kError || t.kind == Tok::kNa) return syntax();
-    if (rhs && !first && t.line != toks_[pos_ - 1].line) return QBR_RES_OK;
+    if (!first && t.line != toks_[pos_ - 1].line && (rhs || t.kind != Tok::kOp)) return QBR_RES_OK;
     if (!first && t.kind != Tok::kOp) return syntax();  // two terms without an operator
     double sign = 1.0;
     while (at_op("+") || at_op("-")) {
@@ -372,9 +374,15 @@ QBRrescode LpParser::expression(Side* side, bool rhs, bool objective) {
       QUBOR_TRY(bracket(side, sign, objective));
     } else if (cur().kind == Tok::kInteger || cur().kind == Tok::kFloat) {
       const double v = cur().value;
+      const int32_t number_line = cur().line;
       ++pos_;
-      if ((cur().kind == Tok::kString && keyword(cur()) == Word::kNone && !is_infinity_word(cur().text)) ||
-          cur().kind == Tok::kQString) {
+      // A right-hand side's number and a name on the next line are a constant and the body
+      // of an unlabelled constraint, not one term.
+      const bool same_line = !rhs || cur().line == number_line;
+      const bool name_follows =
+          (cur().kind == Tok::kString && keyword(cur()) == Word::kNone && !is_infinity_word(cur().text)) ||
+          cur().kind == Tok::kQString;
+      if (same_line && name_follows) {
         side->sub.push_back(variable(cur().text));
         side->val.push_back(sign * v);
         ++pos_;
@@ -422,6 +430,11 @@ QBRrescode LpParser::constraint() {
     lo = (rel1 < 0 ? left.constant : third.constant) - right.constant;
     up = (rel1 < 0 ? third.constant : left.constant) - right.constant;
   } else {
+    // "constant <= body" is "body >= constant".
+    if (!left.has_vars() && right.has_vars()) {
+      std::swap(left, right);
+      rel1 = -rel1;
+    }
     // Variables of the right side move to the left, constants to the right.
     for (size_t k = 0; k < right.sub.size(); ++k) {
       left.sub.push_back(right.sub[k]);
