@@ -231,7 +231,8 @@ class MemoryIn final : public InStream {
 
 class PlainOut final : public OutStream {
  public:
-  explicit PlainOut(int fd) : fd_(fd) { buf_.reserve(kFileChunk); }
+  // The buffer grows with the output up to kFileChunk: a small file needs no large block.
+  explicit PlainOut(int fd) : fd_(fd) {}
   ~PlainOut() override { close(); }
   bool write(const char* data, size_t n) override {
     if (failed_) return false;

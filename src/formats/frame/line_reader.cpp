@@ -1,11 +1,26 @@
 #include "formats/frame/line_reader.h"
 
+#include <algorithm>
 #include <cstring>
 
 namespace qubor::formats {
 
+namespace {
+
+// The chunk, or less for a stream that expects to deliver less (it may still deliver more:
+// the buffer then grows).
+size_t buffer_size(const platform::InStream& in, size_t chunk) {
+  const int64_t hint = in.size_hint();
+  if (hint >= 0 && static_cast<uint64_t>(hint) < chunk) chunk = static_cast<size_t>(hint) + 1;
+  return std::max<size_t>(chunk, 4096);
+}
+
+}  // namespace
+
 LineReader::LineReader(platform::InStream& in, size_t chunk)
-    : in_(in), buf_(new char[chunk > 0 ? chunk : 1]), size_(chunk > 0 ? chunk : 1) {}
+    : in_(in), chunk_(chunk), size_(buffer_size(in, chunk)) {
+  buf_.reset(new char[size_]);
+}
 
 // Moves the unread tail to the front and reads more behind it; false when nothing was added.
 bool LineReader::fill() {
@@ -16,11 +31,13 @@ bool LineReader::fill() {
     begin_ = 0;
     end_ = tail;
   }
-  if (end_ == size_) {
-    std::unique_ptr<char[]> bigger(new char[2 * size_]);
+  // A line longer than the buffer, or more data than the stream expected: a larger buffer.
+  const size_t want = end_ == size_ ? 2 * size_ : (delivered_ >= size_ ? std::max(size_, chunk_) : size_);
+  if (want > size_) {
+    std::unique_ptr<char[]> bigger(new char[want]);
     std::memcpy(bigger.get(), buf_.get(), end_);
     buf_ = std::move(bigger);
-    size_ *= 2;
+    size_ = want;
   }
   ptrdiff_t r = in_.read(buf_.get() + end_, size_ - end_);
   if (r < 0) {
@@ -32,6 +49,7 @@ bool LineReader::fill() {
     return false;
   }
   end_ += static_cast<size_t>(r);
+  delivered_ += static_cast<size_t>(r);
   return true;
 }
 
