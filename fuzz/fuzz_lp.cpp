@@ -1,18 +1,13 @@
 // Fuzz target: the LP reader through QBR_readlpstring, the writer on what it read, and the
 // reader again on what was written.
-#include <unistd.h>
-
 #include <string>
 
-#include "qubor.h"
+#include "fuzz_common.h"
 
 extern "C" int LLVMFuzzerTestOneInput(const unsigned char* data, size_t size) {
   const std::string text(reinterpret_cast<const char*>(data), size);
-  // One environment for the whole run; a fresh task per input.
-  static QBRenv_t env = [] {
-    QBRenv_t e = nullptr;
-    return QBR_makeenv(&e, nullptr) == QBR_RES_OK ? e : nullptr;
-  }();
+  static const std::string out = fuzz_path(".lp");
+  QBRenv_t env = fuzz_env();
   QBRtask_t task = nullptr;
   if (!env) return 0;
   if (QBR_maketask(env, 0, 0, &task) == QBR_RES_OK) {
@@ -20,7 +15,6 @@ extern "C" int LLVMFuzzerTestOneInput(const unsigned char* data, size_t size) {
     QBR_putintparam(task, QBR_IPAR_READ_LP_QUOTED_NAMES, size % 2 ? QBR_ON : QBR_OFF);
     QBR_putintparam(task, QBR_IPAR_WRITE_LP_QUOTED_NAMES, size % 2 ? QBR_ON : QBR_OFF);
     // What was read and could be written must read back.
-    static const std::string out = "/tmp/qubor_fuzz_" + std::to_string(getpid()) + ".lp";
     if (QBR_readlpstring(task, text.c_str()) == QBR_RES_OK && QBR_writedata(task, out.c_str()) == QBR_RES_OK) {
       QBRtask_t back = nullptr;
       if (QBR_maketask(env, 0, 0, &back) == QBR_RES_OK) {
