@@ -260,10 +260,23 @@ TEST_F(Lp, UnlabelledConstraintsAfterANumber) {
   bounds(2, QBR_BK_LO, 3, 0, false);
   bounds(3, QBR_BK_LO, 1, 0, false);
   EXPECT_EQ(aij(3, 0), 2.0);
-  // What the writer makes of nameless constraints reads back the same.
+  // The writer's empty row ("0 <= 2") ends with its line too (found by fuzzing).
+  ASSERT_EQ(read("minimize\n obj: x\nsubject to\n r: 0 <= 2\n - x - 3 y >= -infinity\nend\n"), QBR_RES_OK)
+      << err.text;
+  ASSERT_EQ(numcon(), 2);
+  bounds(0, QBR_BK_UP, 0, 2, false);
+  bounds(1, QBR_BK_FR, 0, 0, false);
+  EXPECT_EQ(aij(1, 1), -3.0);
+  // What the writer makes of nameless and empty constraints reads back the same.
+  ASSERT_EQ(read("minimize\n obj: x\nsubject to\n c: x <= 10\n x + y = 2\n 3 <= x + y\n 2 x\n >= 1\nend\n"),
+            QBR_RES_OK);
+  ASSERT_EQ(QBR_appendcons(task, 2), QBR_RES_OK);
+  QBR_putconbound(task, 4, QBR_BK_UP, -1e30, 2);
+  QBR_putconbound(task, 5, QBR_BK_FR, -1e30, 1e30);
+  QBR_putaij(task, 5, 1, -3);
   QBRtask_t other = nullptr;
   ASSERT_EQ(QBR_maketask(env, 0, 0, &other), QBR_RES_OK);
-  for (QBRint32t i = 0; i < 4; ++i) QBR_putconname(task, i, "");
+  for (QBRint32t i = 0; i < 6; ++i) QBR_putconname(task, i, i == 4 ? "empty" : "");
   const std::string path = temp_path("nameless.lp");
   ASSERT_EQ(QBR_writedata(task, path.c_str()), QBR_RES_OK);
   ASSERT_EQ(QBR_readdata(other, path.c_str()), QBR_RES_OK) << read_text(path);

@@ -1,6 +1,7 @@
 // What is written reads back to the same problem: the real test sets through MPS (plain,
 // gzip, zstd; free and fixed layouts) and LP, and a built problem with every item the MPS
 // format holds, in all four layouts.
+#include <cstdio>
 #include <fstream>
 #include <string>
 #include <vector>
@@ -27,7 +28,9 @@ class RoundTrip : public FormatTest {
     SCOPED_TRACE(name);
     const std::string path = temp_path(name);
     ASSERT_EQ(QBR_writedata(task, path.c_str()), QBR_RES_OK) << err.text;
-    ASSERT_EQ(QBR_readdata(other, path.c_str()), QBR_RES_OK) << err.text;
+    const QBRrescode r = QBR_readdata(other, path.c_str());
+    std::remove(path.c_str());
+    ASSERT_EQ(r, QBR_RES_OK) << err.text;
     expect_same_problem(task, other, tol);
   }
   QBRtask_t other = nullptr;

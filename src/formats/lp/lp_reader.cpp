@@ -222,7 +222,10 @@ class LpParser {
   }
 
   QBRrescode parse();
-  QBRrescode expression(Side* side, bool rhs, bool objective);
+  // Which side an expression is: the body on the left, the right-hand side after a body,
+  // the body after a constant left side, or the objective.
+  enum class Part { kLeft, kRhs, kRightBody, kObjective };
+  QBRrescode expression(Side* side, Part part);
   QBRrescode bracket(Side* side, double sign, bool objective);
   bool relation(int* rel);
   bool constant(double* v);
@@ -355,7 +358,8 @@ QBRrescode LpParser::bracket(Side* side, double sign, bool objective) {
 // Terms until a relation, a label or a section keyword. A term that starts a new line ends
 // the expression when it has no sign, and on a right-hand side in any case: such a line
 // begins an unlabelled constraint.
-QBRrescode LpParser::expression(Side* side, bool rhs, bool objective) {
+QBRrescode LpParser::expression(Side* side, Part part) {
+  const bool rhs = part == Part::kRhs, objective = part == Part::kObjective;
   bool first = true;
   for (;;) {
     const Token& t = cur();
@@ -363,7 +367,10 @@ QBRrescode LpParser::expression(Side* side, bool rhs, bool objective) {
       return QBR_RES_OK;
     if (t.kind == Tok::kOp && t.text != "+" && t.text != "-" && t.text != "[") return QBR_RES_OK;
     if (t.kind == Tok::kError || t.kind == Tok::kNa) return syntax();
-    if (!first && t.line != toks_[pos_ - 1].line && (rhs || t.kind != Tok::kOp)) return QBR_RES_OK;
+    // A body after a constant left side that holds no variable by the end of its line is
+    // a constant too ("0 <= 2", the writer's empty row).
+    const bool line_ends_side = rhs || t.kind != Tok::kOp || (part == Part::kRightBody && !side->has_vars());
+    if (!first && t.line != toks_[pos_ - 1].line && line_ends_side) return QBR_RES_OK;
     if (!first && t.kind != Tok::kOp) return syntax();  // two terms without an operator
     double sign = 1.0;
     while (at_op("+") || at_op("-")) {
@@ -411,14 +418,14 @@ QBRrescode LpParser::constraint() {
   }
   const int32_t line = cur().line;
   Side left, right, third;
-  QUBOR_TRY(expression(&left, false, false));
+  QUBOR_TRY(expression(&left, Part::kLeft));
   int rel1 = 0, rel2 = 0;
   if (!relation(&rel1)) return syntax();
   // After a constant left side the right side is the body of the constraint and may span
   // lines; after a body it is a right-hand side.
-  QUBOR_TRY(expression(&right, left.has_vars(), false));
+  QUBOR_TRY(expression(&right, left.has_vars() ? Part::kRhs : Part::kRightBody));
   const bool ranged = relation(&rel2);
-  if (ranged) QUBOR_TRY(expression(&third, true, false));
+  if (ranged) QUBOR_TRY(expression(&third, Part::kRhs));
   double lo = -kInf, up = kInf;
   Side* body = &left;
   if (ranged) {
@@ -544,7 +551,7 @@ QBRrescode LpParser::parse() {
       ++pos_;
     }
     Side obj;
-    QUBOR_TRY(expression(&obj, false, true));
+    QUBOR_TRY(expression(&obj, Part::kObjective));
     for (size_t k = 0; k < obj.sub.size(); ++k) c_[static_cast<size_t>(obj.sub[k])] += obj.val[k];
     cfix_ = obj.constant;
     qobj_ = std::move(obj.q);
