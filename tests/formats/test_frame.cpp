@@ -84,6 +84,19 @@ TEST_F(Frame, IncompatibleItemsAreRefusedBeforeWriting) {
   EXPECT_EQ(QBR_writedata(task, temp_path("sym.lp").c_str()), QBR_RES_ERR_INVALID_FILE_FORMAT_FOR_SYM_MAT);
   EXPECT_EQ(last_message(), "The LP format cannot hold symmetric matrix variables.");
   EXPECT_EQ(QBR_writedata(task, temp_path("sym.opf").c_str()), QBR_RES_ERR_INVALID_FILE_FORMAT_FOR_SYM_MAT);
+  // A refused write leaves the file that was there.
+  const std::string kept = write_text("kept.lp", "minimize\n x\nend\n");
+  EXPECT_EQ(QBR_writedata(task, kept.c_str()), QBR_RES_ERR_INVALID_FILE_FORMAT_FOR_SYM_MAT);
+  EXPECT_EQ(read_text(kept), "minimize\n x\nend\n");
+}
+
+TEST_F(Frame, FormatsWithoutAWriterLeaveTheFileAlone) {
+  ASSERT_EQ(QBR_appendvars(task, 1), QBR_RES_OK);
+  for (const char* name : {"w.ptf", "w.opf", "w.task", "w.cbf", "w.jtask", "w.ptf.gz"}) {
+    const std::string path = write_text(name, "old\n");
+    EXPECT_EQ(QBR_writedata(task, path.c_str()), QBR_RES_ERR_INVALID_FORMAT_TYPE) << name;
+    EXPECT_EQ(read_text(path), "old\n") << name;
+  }
 }
 
 TEST_F(Frame, CallbacksAroundTheRead) {
