@@ -1,5 +1,6 @@
 // The file frame: name resolution, forced formats, PTF and unknown formats, open failures,
 // callbacks around a read, emptying the task, the read information items and the summary.
+#include <cstdlib>
 #include <string>
 
 #include "format_fixture.h"
@@ -180,4 +181,63 @@ TEST_F(Frame, WriteLogLinesAndUnwritableFile) {
   EXPECT_NE(log.text.find("Start writing.\n"), std::string::npos);
   EXPECT_NE(log.text.find("done writing. Time: "), std::string::npos);
   EXPECT_EQ(QBR_writedata(task, "/nonexistent/dir/w.mps"), QBR_RES_ERR_FILE_OPEN);
+}
+
+namespace {
+
+// Allocation functions that refuse every request after the first `left` ones.
+struct Countdown {
+  long left = 0, taken = 0, given = 0;
+  static void* m(void* u, size_t n) {
+    auto* c = static_cast<Countdown*>(u);
+    if (c->left-- <= 0) return nullptr;
+    ++c->taken;
+    return std::malloc(n);
+  }
+  static void* c(void* u, size_t n, size_t s) {
+    auto* c = static_cast<Countdown*>(u);
+    if (c->left-- <= 0) return nullptr;
+    ++c->taken;
+    return std::calloc(n, s);
+  }
+  static void* r(void*, void* p, size_t n) { return std::realloc(p, n); }
+  static void f(void* u, void* p) {
+    if (p) ++static_cast<Countdown*>(u)->given;
+    std::free(p);
+  }
+};
+
+}  // namespace
+
+// Running out of memory anywhere in a read or a write gives QBR_RES_ERR_SPACE and leaves
+// nothing behind; it never crashes.
+TEST(FrameMemory, ReadsAndWritesUnderAllocationFailure) {
+  const std::string mps = write_text(
+      "space.mps",
+      "NAME S\nROWS\n N obj\n L c\n L q\nCOLUMNS\n    x obj 1 c 1\n    y obj 2 q 1\nRHS\n    rhs c 4\n"
+      "RANGES\n    ran c 2\nBOUNDS\n UP bnd x 3\nQUADOBJ\n    x x 1\n    y x 0.5\nQCMATRIX q\n    y y 2\n"
+      "CSECTION k 0.0 QUAD\n    x\n    y\nENDATA\n");
+  const std::string lp = "minimize\n obj: x + 2 y + [ x ^ 2 + x * y ]/2\nsubject to\n c: x + y <= 4\n"
+                         "r:: 1 <= x - y <= 3\nbounds\n x <= 3\ngeneral\n y\nend\n";
+  int finished = 0;
+  for (long budget = 0; finished < 3; budget += 3) {
+    Countdown c;
+    c.left = budget;
+    QBRenv_t env = nullptr;
+    QBRtask_t task = nullptr;
+    if (QBR_makeenvalloc(&env, &c, Countdown::m, Countdown::c, Countdown::r, Countdown::f, nullptr) ==
+            QBR_RES_OK &&
+        QBR_maketask(env, 0, 0, &task) == QBR_RES_OK) {
+      QBR_putintparam(task, QBR_IPAR_LOG, 0);
+      const QBRrescode r1 = QBR_readdata(task, mps.c_str());
+      const QBRrescode r2 = r1 == QBR_RES_OK ? QBR_writedata(task, temp_path("space_out.mps").c_str()) : r1;
+      const QBRrescode r3 = QBR_readlpstring(task, lp.c_str());
+      for (QBRrescode r : {r1, r2, r3}) EXPECT_TRUE(r == QBR_RES_OK || r == QBR_RES_ERR_SPACE) << r << " " << budget;
+      if (r1 == QBR_RES_OK && r2 == QBR_RES_OK && r3 == QBR_RES_OK) ++finished;
+    }
+    QBR_deletetask(&task);
+    QBR_deleteenv(&env);
+    EXPECT_EQ(c.taken, c.given) << budget;
+    ASSERT_LT(budget, 100000);
+  }
 }
