@@ -143,7 +143,9 @@ TEST_F(SolutionFile, RowsWithTooManyFields) {
     EXPECT_EQ(QBR_readsolution(task, QBR_SOL_BAS, path.c_str()), QBR_RES_OK) << width;
     // Blank-separated, the row is read, not ignored (a width that does not fit the file's
     // name column makes other rows unreadable).
-    if (width < 0) EXPECT_EQ(wrn.text, "");
+    if (width < 0) {
+      EXPECT_EQ(wrn.text, "");
+    }
   }
 }
 
