@@ -26,6 +26,32 @@ int significant_digits(const char* b, const char* e) {
   return n;
 }
 
+// Rewrites the scientific text in buf (mantissa ending at `e`, whole numbers excluded) in
+// fixed form: "-1.3576e-02" becomes "-0.013576", "1.25e+01" becomes "12.5".
+char* fixed_from_scientific(char (&buf)[64], const char* e, int exponent) {
+  char digits[32];
+  int k = 0;
+  const bool negative = buf[0] == '-';
+  for (const char* p = buf + (negative ? 1 : 0); p != e; ++p) {
+    if (*p != '.') digits[k++] = *p;
+  }
+  char* out = buf;
+  if (negative) *out++ = '-';
+  if (exponent < 0) {
+    *out++ = '0';
+    *out++ = '.';
+    for (int z = 1; z < -exponent; ++z) *out++ = '0';
+    for (int d = 0; d < k; ++d) *out++ = digits[d];
+    return out;
+  }
+  for (int d = 0; d <= exponent; ++d) *out++ = d < k ? digits[d] : '0';
+  if (k > exponent + 1) {
+    *out++ = '.';
+    for (int d = exponent + 1; d < k; ++d) *out++ = digits[d];
+  }
+  return out;
+}
+
 // `digits` significant digits; 17 or more asks for the shortest text that reads back to the
 // same double, which never needs more than 17.
 char* general_chars(char (&buf)[64], double v, int digits) {
@@ -45,7 +71,7 @@ char* general_chars(char (&buf)[64], double v, int digits) {
       int exponent = 0;
       std::from_chars(e + 1 + (e[1] == '+'), end, exponent);
       if (exponent < -4 || exponent >= digits) return end;
-      return std::to_chars(buf, buf + sizeof buf, v, std::chars_format::fixed).ptr;
+      return fixed_from_scientific(buf, e, exponent);
     }
   }
   return std::to_chars(buf, buf + sizeof buf, v, std::chars_format::general, std::max(digits, 1)).ptr;
