@@ -21,10 +21,14 @@
 // QBR_RES_ERR_READ_LP_MISSING_END_TAG when the text ends before "end",
 // QBR_RES_ERR_READ_LP_NONEXISTING_NAME for an undeclared name in an integer section.
 #include <algorithm>
-#include <utility>
 #include <charconv>
 #include <cmath>
+#include <cstring>
+#include <memory>
+#include <new>
 #include <string>
+#include <string_view>
+#include <utility>
 #include <vector>
 
 #include "formats/frame/line_reader.h"
@@ -46,21 +50,50 @@ constexpr double kInf = 1.0e30;
 
 enum class Tok { kLabel, kDcLabel, kString, kQString, kInteger, kFloat, kError, kNa, kOp, kEnd };
 
+// The text of a token is a view into the tokens' text store (or into a constant).
 struct Token {
   Tok kind = Tok::kEnd;
-  std::string text;
+  std::string_view text;
   double value = 0.0;
   int32_t line = 0;
 };
 
-// Splits the whole text into tokens; operators are kOp with their text.
+// Keeps the texts of all tokens in blocks that never move, so that tokens hold plain views
+// and a name costs its characters only.
+class TokenText {
+ public:
+  std::string_view keep(std::string_view s) {
+    if (s.size() > room_) {
+      const size_t size = std::max(kBlock, s.size());
+      blocks_.emplace_back(new char[size]);
+      next_ = blocks_.back().get();
+      room_ = size;
+    }
+    std::memcpy(next_, s.data(), s.size());
+    std::string_view kept(next_, s.size());
+    next_ += s.size();
+    room_ -= s.size();
+    return kept;
+  }
+
+ private:
+  static constexpr size_t kBlock = size_t{1} << 16;
+  std::vector<std::unique_ptr<char[]>> blocks_;
+  char* next_ = nullptr;
+  size_t room_ = 0;
+};
+
+// Splits the text into tokens line by line; operators are kOp with their text.
 class Tokenizer {
  public:
-  Tokenizer(platform::InStream& in, bool quoted) : lines_(in), quoted_(quoted) {}
+  Tokenizer(platform::InStream& in, bool quoted, TokenText& text) : lines_(in), quoted_(quoted), text_(text) {}
 
-  bool run(std::vector<Token>* out) {
+  // The tokens of the next line (possibly none); false at the end of the text, or after an
+  // unterminated quoted name, which ends it.
+  bool next(std::vector<Token>* out) {
     std::string_view line;
-    while (lines_.next(&line)) {
+    if (stopped_ || !lines_.next(&line)) return false;
+    {
       const int32_t no = static_cast<int32_t>(lines_.line_number());
       size_t k = 0;
       while (k < line.size()) {
@@ -75,23 +108,25 @@ class Tokenizer {
         } else if (c == '"' && quoted_) {
           size_t e = line.find('"', k + 1);
           if (e == std::string_view::npos) {
-            out->push_back({Tok::kError, std::string(line.substr(k)), 0, no});
+            out->push_back({Tok::kError, text_.keep(line.substr(k)), 0, no});
+            stopped_ = true;
             return true;
           }
-          out->push_back({Tok::kQString, std::string(line.substr(k + 1, e - k - 1)), 0, no});
+          out->push_back({Tok::kQString, text_.keep(line.substr(k + 1, e - k - 1)), 0, no});
           k = label(line, e + 1, out);
         } else if (lp_name_start(c)) {
           size_t e = k;
           while (e < line.size() && lp_name_char(line[e])) ++e;
-          out->push_back({Tok::kString, std::string(line.substr(k, e - k)), 0, no});
+          out->push_back({Tok::kString, text_.keep(line.substr(k, e - k)), 0, no});
           k = label(line, e, out);
         } else {
           k = op(line, k, no, out);
         }
       }
     }
-    return !lines_.failed();
+    return true;
   }
+  bool failed() const { return lines_.failed(); }
 
  private:
   // A name directly followed by ':' or '::' (blanks between allowed) is a label.
@@ -115,10 +150,10 @@ class Tokenizer {
       if (line[i] == '.' || line[i] == 'e' || line[i] == 'E') integral = false;
     }
     if (r.ec != std::errc() && r.ec != std::errc::result_out_of_range) {
-      out->push_back({Tok::kError, std::string(line.substr(k, 1)), 0, no});
+      out->push_back({Tok::kError, text_.keep(line.substr(k, 1)), 0, no});
       return k + 1;
     }
-    out->push_back({integral ? Tok::kInteger : Tok::kFloat, std::string(line.substr(k, e - k)), v, no});
+    out->push_back({integral ? Tok::kInteger : Tok::kFloat, text_.keep(line.substr(k, e - k)), v, no});
     return e;
   }
 
@@ -127,23 +162,25 @@ class Tokenizer {
                                                 "+",  "-",  "*",  "^",  "[",   "]", ":", "/"};
     for (std::string_view o : kOps) {
       if (line.substr(k, o.size()) == o) {
-        out->push_back({Tok::kOp, std::string(o), 0, no});
+        out->push_back({Tok::kOp, o, 0, no});  // a view of the constant
         return k + o.size();
       }
     }
-    out->push_back({Tok::kError, std::string(1, line[k]), 0, no});
+    out->push_back({Tok::kError, text_.keep(line.substr(k, 1)), 0, no});
     return k + 1;
   }
 
   LineReader lines_;
   bool quoted_;
+  TokenText& text_;
+  bool stopped_ = false;
 };
 
 enum class Word { kNone, kMax, kMin, kSubject, kBounds, kBinary, kGeneral, kEnd };
 
 Word keyword(const Token& t) {
   if (t.kind != Tok::kString) return Word::kNone;
-  const std::string& s = t.text;
+  const std::string_view s = t.text;
   if (s == "max" || s == "maximize" || s == "maximum") return Word::kMax;
   if (s == "min" || s == "minimize" || s == "minimum") return Word::kMin;
   if (s == "subject" || s == "s.t." || s == "st") return Word::kSubject;
@@ -155,7 +192,7 @@ Word keyword(const Token& t) {
   return Word::kNone;
 }
 
-bool is_infinity_word(const std::string& s) { return s == "infinity" || s == "inf"; }
+bool is_infinity_word(std::string_view s) { return s == "infinity" || s == "inf"; }
 
 // A side of a relation: linear terms, a constant and quadratic terms (task convention).
 struct Side {
@@ -187,22 +224,46 @@ void merge(QTriplets* q) {
 
 class LpParser {
  public:
-  LpParser(Task& t, std::vector<Token>& toks) : t_(t), toks_(toks) {}
+  LpParser(Task& t, Tokenizer& tokens, std::vector<Token>& window)
+      : t_(t), tokens_(tokens), toks_(window) {}
 
   QBRrescode run() {
-    QUBOR_TRY(parse());
+    const QBRrescode r = parse();
+    // A stream that failed ended the text early: that, not the syntax, is the fault.
+    if (tokens_.failed()) return QBR_REPORT(t_, QBR_RES_ERR_FILE_READ, "");
+    QUBOR_TRY(r);
     return load();
   }
 
  private:
-  const Token& cur() const { return toks_[pos_]; }
-  const Token& peek(size_t k = 1) const { return toks_[std::min(pos_ + k, toks_.size() - 1)]; }
-  bool at_op(const char* o) const { return cur().kind == Tok::kOp && cur().text == o; }
+  // Tokens are read as the parser reaches them and kept in a window from base_ on; positions
+  // (pos_) count from the start of the text. After the last token comes one kEnd token.
+  const Token& at(size_t i) {
+    while (i >= base_ + toks_.size() && !ended_) {
+      if (!tokens_.next(&toks_)) {
+        ended_ = true;
+        if (!toks_.empty()) last_line_ = toks_.back().line;
+        toks_.push_back(Token{Tok::kEnd, "", 0, last_line_});
+      }
+    }
+    return toks_[std::min(i, base_ + toks_.size() - 1) - base_];
+  }
+  const Token& cur() { return at(pos_); }
+  const Token& peek(size_t k = 1) { return at(pos_ + k); }
+  const Token& prev() { return at(pos_ - 1); }
+  // Drops the tokens before the previous one; called where no position is held for a return.
+  void release() {
+    if (pos_ - base_ < kKeep) return;
+    toks_.erase(toks_.begin(), toks_.begin() + static_cast<ptrdiff_t>(pos_ - 1 - base_));
+    base_ = pos_ - 1;
+  }
+  static constexpr size_t kKeep = size_t{1} << 14;
+  bool at_op(const char* o) { return cur().kind == Tok::kOp && cur().text == o; }
   QBRrescode syntax() {
     return QBR_REPORT(t_, QBR_RES_ERR_LP_FORMAT, cur().kind == Tok::kEnd ? last_line_ : cur().line);
   }
   // A section keyword where a new statement would begin.
-  bool at_section() const {
+  bool at_section() {
     Word w = keyword(cur());
     if (w == Word::kNone || w == Word::kMax || w == Word::kMin) return false;
     if (w == Word::kSubject && cur().text == "subject")
@@ -210,7 +271,7 @@ class LpParser {
     return true;
   }
 
-  int32_t variable(const std::string& name) {
+  int32_t variable(std::string_view name) {
     auto [j, added] = vars_.insert(name);
     if (added) {
       c_.push_back(0.0);
@@ -235,7 +296,10 @@ class LpParser {
   QBRrescode load();
 
   Task& t_;
+  Tokenizer& tokens_;
   std::vector<Token>& toks_;
+  size_t base_ = 0;  // position of toks_[0]
+  bool ended_ = false;
   size_t pos_ = 0;
   int32_t last_line_ = 0;
   NameTable vars_;
@@ -269,7 +333,7 @@ bool LpParser::constant(double* v) {
     *v = sign * cur().value;
     ++pos_;
     if (cur().kind == Tok::kString && !at_section() && keyword(cur()) == Word::kNone &&
-        cur().line == toks_[pos_ - 1].line) {
+        cur().line == prev().line) {
       pos_ = save;  // "3 x" is a term, not a constant
       return false;
     }
@@ -286,7 +350,7 @@ bool LpParser::constant(double* v) {
 
 bool LpParser::relation(int* rel) {
   if (cur().kind != Tok::kOp) return false;
-  const std::string& o = cur().text;
+  const std::string_view o = cur().text;
   if (o == "<=" || o == "=<" || o == "<") {
     *rel = -1;
   } else if (o == ">=" || o == "=>" || o == ">") {
@@ -370,7 +434,7 @@ QBRrescode LpParser::expression(Side* side, Part part) {
     // A body after a constant left side that holds no variable by the end of its line is
     // a constant too ("0 <= 2", the writer's empty row).
     const bool line_ends_side = rhs || t.kind != Tok::kOp || (part == Part::kRightBody && !side->has_vars());
-    if (!first && t.line != toks_[pos_ - 1].line && line_ends_side) return QBR_RES_OK;
+    if (!first && t.line != prev().line && line_ends_side) return QBR_RES_OK;
     if (!first && t.kind != Tok::kOp) return syntax();  // two terms without an operator
     double sign = 1.0;
     while (at_op("+") || at_op("-")) {
@@ -413,7 +477,7 @@ QBRrescode LpParser::expression(Side* side, Part part) {
 QBRrescode LpParser::constraint() {
   std::string name;
   if (cur().kind == Tok::kLabel || cur().kind == Tok::kDcLabel) {
-    name = cur().text;
+    name = std::string(cur().text);
     ++pos_;
   }
   const int32_t line = cur().line;
@@ -489,7 +553,7 @@ QBRrescode LpParser::bound() {
   const bool lead = constant(&v1);
   if (lead && !relation(&rel1)) return syntax();
   if (cur().kind != Tok::kString && cur().kind != Tok::kQString) return syntax();
-  const std::string name = cur().text;
+  const std::string name(cur().text);
   ++pos_;
   int32_t j = vars_.find(name);
   if (j < 0) {
@@ -527,7 +591,7 @@ QBRrescode LpParser::bound() {
 }
 
 QBRrescode LpParser::declaration(bool binary) {
-  const std::string& name = cur().text;
+  const std::string name(cur().text);
   const int32_t j = vars_.find(name);
   if (j < 0) return QBR_REPORT(t_, QBR_RES_ERR_READ_LP_NONEXISTING_NAME, name);
   is_int_[static_cast<size_t>(j)] = 1;
@@ -540,8 +604,6 @@ QBRrescode LpParser::declaration(bool binary) {
 }
 
 QBRrescode LpParser::parse() {
-  for (const Token& t : toks_) last_line_ = std::max(last_line_, t.line);
-  toks_.push_back(Token{Tok::kEnd, "", 0, last_line_});
   Word w = keyword(cur());
   if (w == Word::kMax || w == Word::kMin) {
     sense_ = w == Word::kMax ? QBR_OBJECTIVE_SENSE_MAXIMIZE : QBR_OBJECTIVE_SENSE_MINIMIZE;
@@ -565,6 +627,7 @@ QBRrescode LpParser::parse() {
     ++pos_;
     if (subject_to) ++pos_;  // "to"
     while (cur().kind != Tok::kEnd && !at_section()) {
+      release();
       switch (w) {
         case Word::kSubject:
           QUBOR_TRY(constraint());
@@ -631,9 +694,9 @@ QBRrescode LpParser::load() {
 
 QBRrescode read_lp(Task& t, platform::InStream& in) {
   std::vector<Token> toks;
-  Tokenizer tokenizer(in, t.ipar(QBR_IPAR_READ_LP_QUOTED_NAMES) != 0);
-  if (!tokenizer.run(&toks)) return QBR_REPORT(t, QBR_RES_ERR_FILE_READ, "");
-  LpParser parser(t, toks);
+  TokenText text;
+  Tokenizer tokenizer(in, t.ipar(QBR_IPAR_READ_LP_QUOTED_NAMES) != 0, text);
+  LpParser parser(t, tokenizer, toks);
   return parser.run();
 }
 
