@@ -1,12 +1,14 @@
 #include "platform/file_stream.h"
 
 #include <fcntl.h>
+#include <sys/stat.h>
 #include <unistd.h>
 #include <zlib.h>
 #include <zstd.h>
 
 #include <algorithm>
 #include <cerrno>
+#include <cstdint>
 #include <cstring>
 #include <new>
 #include <vector>
@@ -38,6 +40,16 @@ class Fd {
       if (r >= 0 || errno != EINTR) return r;
     }
   }
+  // Size of a regular file, -1 for anything else.
+  int64_t file_size() const {
+    struct stat st;
+    if (::fstat(fd_, &st) != 0 || !S_ISREG(st.st_mode)) return -1;
+    return static_cast<int64_t>(st.st_size);
+  }
+  // Exactly `n` bytes at offset `at`, leaving the read position alone.
+  bool read_at(unsigned char* buf, size_t n, int64_t at) const {
+    return ::pread(fd_, buf, n, static_cast<off_t>(at)) == static_cast<ssize_t>(n);
+  }
   bool write_all(const char* p, size_t n) {
     while (n > 0) {
       ssize_t r = ::write(fd_, p, n);
@@ -59,6 +71,7 @@ class PlainIn final : public InStream {
  public:
   explicit PlainIn(int fd) : fd_(fd) {}
   ptrdiff_t read(char* buf, size_t n) override { return fd_.read(buf, n); }
+  int64_t size_hint() const override { return fd_.file_size(); }
 
  private:
   Fd fd_;
@@ -72,6 +85,14 @@ class GzipIn final : public InStream {
     if (inflateInit2(&z_, 15 + 32) != Z_OK) throw std::bad_alloc();
   }
   ~GzipIn() override { inflateEnd(&z_); }
+
+  // The trailer's size field of the last member (the size modulo 2^32).
+  int64_t size_hint() const override {
+    const int64_t size = fd_.file_size();
+    unsigned char t[4];
+    if (size < 18 || !fd_.read_at(t, 4, size - 4)) return -1;
+    return static_cast<int64_t>(t[0] | t[1] << 8 | t[2] << 16 | static_cast<uint32_t>(t[3]) << 24);
+  }
 
   ptrdiff_t read(char* buf, size_t n) override {
     if (failed_) return -1;
@@ -130,6 +151,18 @@ class ZstdIn final : public InStream {
     ZSTD_initDStream(ds_);
   }
   ~ZstdIn() override { ZSTD_freeDStream(ds_); }
+
+  // The content size that the first frame's header records, when it records one.
+  int64_t size_hint() const override {
+    constexpr int64_t kMaxHeader = 18;  // the longest frame header the format allows
+    unsigned char head[kMaxHeader];
+    const int64_t size = fd_.file_size();
+    const size_t n = static_cast<size_t>(std::min(size, kMaxHeader));
+    if (size <= 0 || !fd_.read_at(head, n, 0)) return -1;
+    const unsigned long long content = ZSTD_getFrameContentSize(head, n);
+    if (content == ZSTD_CONTENTSIZE_UNKNOWN || content == ZSTD_CONTENTSIZE_ERROR) return -1;
+    return static_cast<int64_t>(std::min<unsigned long long>(content, INT64_MAX));
+  }
 
   ptrdiff_t read(char* buf, size_t n) override {
     if (failed_) return -1;
@@ -198,7 +231,8 @@ class MemoryIn final : public InStream {
 
 class PlainOut final : public OutStream {
  public:
-  explicit PlainOut(int fd) : fd_(fd) { buf_.reserve(kFileChunk); }
+  // The buffer grows with the output up to kFileChunk: a small file needs no large block.
+  explicit PlainOut(int fd) : fd_(fd) {}
   ~PlainOut() override { close(); }
   bool write(const char* data, size_t n) override {
     if (failed_) return false;

@@ -27,6 +27,9 @@ class InStream {
   // Up to `n` bytes into `buf`; 0 at the end of the data, -1 when reading or decompressing
   // fails.
   virtual ptrdiff_t read(char* buf, size_t n) = 0;
+  // How many bytes the stream is expected to deliver, -1 when unknown. Only a hint for
+  // sizing buffers: the data may be shorter or longer.
+  virtual int64_t size_hint() const { return -1; }
 };
 
 class OutStream {

@@ -127,6 +127,9 @@ void SparseMatrix::remove_cols(std::span<const int32_t> new_index, int32_t /*new
   dirty_list_.clear();
   for (size_t j = 0; j < out; ++j)
     if (dirty_[j]) dirty_list_.push_back(static_cast<int32_t>(j));
+  // Removing most columns (all of them when a task is emptied) leaves a pool of garbage that
+  // every later growth would copy along.
+  if (garbage_ > used_ / 2) compact(false);
 }
 
 // ---- Pool management ----

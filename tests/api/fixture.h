@@ -3,6 +3,7 @@
 
 #include <gtest/gtest.h>
 
+#include <cstdlib>
 #include <string>
 
 #include "qubor.h"
@@ -43,4 +44,27 @@ class TaskTest : public ::testing::Test {
   QBRenv_t env = nullptr;
   QBRtask_t task = nullptr;
   Captured err, wrn, msg;
+};
+
+// User allocation functions that fail every allocation after the first `budget` ones;
+// `live` counts the blocks handed out and not yet given back.
+struct Countdown {
+  long budget = 0, live = 0;
+  static void* m(void* u, size_t n) {
+    auto* c = static_cast<Countdown*>(u);
+    if (c->budget-- <= 0) return nullptr;
+    ++c->live;
+    return std::malloc(n);
+  }
+  static void* c(void* u, size_t n, size_t s) {
+    auto* c = static_cast<Countdown*>(u);
+    if (c->budget-- <= 0) return nullptr;
+    ++c->live;
+    return std::calloc(n, s);
+  }
+  static void* r(void*, void* p, size_t n) { return std::realloc(p, n); }
+  static void f(void* u, void* p) {
+    if (p) --static_cast<Countdown*>(u)->live;
+    std::free(p);
+  }
 };

@@ -99,29 +99,6 @@ TEST(Memory, OverflowingAndNullRequests) {
   EXPECT_EQ(QBR_deleteenv(&env), QBR_RES_OK);
 }
 
-namespace {
-// Fails every allocation after the first `budget` ones.
-struct Countdown {
-  long budget = 0, live = 0;
-  static void* m(void* u, size_t n) {
-    auto* c = static_cast<Countdown*>(u);
-    if (c->budget-- <= 0) return nullptr;
-    ++c->live;
-    return std::malloc(n);
-  }
-  static void* c(void* u, size_t n, size_t s) {
-    auto* c = static_cast<Countdown*>(u);
-    if (c->budget-- <= 0) return nullptr;
-    ++c->live;
-    return std::calloc(n, s);
-  }
-  static void* r(void*, void* p, size_t n) { return std::realloc(p, n); }
-  static void f(void* u, void* p) {
-    if (p) --static_cast<Countdown*>(u)->live;
-    std::free(p);
-  }
-};
-}  // namespace
 
 // Every allocation fails in turn: each call either succeeds or answers "out of space", and
 // whatever was taken is given back.

@@ -1,3 +1,4 @@
+#include <algorithm>
 #include <cmath>
 #include <string>
 #include <vector>
@@ -22,6 +23,32 @@ std::string con_name(QBRtask_t t, QBRint32t i) {
   char buf[1024] = {0};
   QBR_getconname(t, i, sizeof buf, buf);
   return buf;
+}
+
+std::string obj_name(QBRtask_t t) {
+  char buf[1024] = {0};
+  QBR_getobjname(t, sizeof buf, buf);
+  return buf;
+}
+
+struct QTriplet {
+  QBRint32t i, j;
+  double v;
+};
+using QTriplets = std::vector<QTriplet>;
+
+// The lower-triangular entries of constraint i's Q in (row, column) order.
+QTriplets qcon(QBRtask_t t, QBRint32t i, QBRint64t nz) {
+  std::vector<QBRint32t> qi(nz), qj(nz);
+  std::vector<double> qv(nz);
+  QBRint64t got = 0;
+  QBR_getqconk(t, i, nz, &got, qi.data(), qj.data(), qv.data());
+  QTriplets out;
+  for (QBRint64t k = 0; k < got; ++k) out.push_back({qi[k], qj[k], qv[k]});
+  std::sort(out.begin(), out.end(), [](const QTriplet& x, const QTriplet& y) {
+    return x.i != y.i ? x.i < y.i : x.j < y.j;
+  });
+  return out;
 }
 
 }  // namespace
@@ -88,7 +115,18 @@ void expect_same_problem(QBRtask_t a, QBRtask_t b, double tol, bool names) {
     QBRint64t qa = 0, qb = 0;
     QBR_getnumqconknz(a, i, &qa);
     QBR_getnumqconknz(b, i, &qb);
-    EXPECT_EQ(qa, qb);
+    ASSERT_EQ(qa, qb) << "Q of constraint " << i;
+    if (qa > 0) {
+      const QTriplets ta = qcon(a, i, qa), tb = qcon(b, i, qb);
+      for (size_t k = 0; k < ta.size(); ++k) {
+        EXPECT_EQ(ta[k].i, tb[k].i);
+        EXPECT_EQ(ta[k].j, tb[k].j);
+        near(ta[k].v, tb[k].v, tol, "qcon");
+      }
+    }
+  }
+  if (names) {
+    EXPECT_EQ(obj_name(a), obj_name(b));
   }
   QBRint64t qa = 0, qb = 0;
   QBR_getnumqobjnz(a, &qa);

@@ -3,6 +3,7 @@
 #pragma once
 
 #include <gtest/gtest.h>
+#include <unistd.h>
 
 #include <cstdio>
 #include <fstream>
@@ -12,10 +13,11 @@
 #include "api/fixture.h"
 #include "qubor.h"
 
-// A file name private to the running test, so that tests may run in parallel processes.
+// A file name private to the running test process, so that tests may run in parallel
+// processes, also those of another checkout on the same machine.
 inline std::string temp_path(const std::string& name) {
   const auto* info = ::testing::UnitTest::GetInstance()->current_test_info();
-  std::string dir = ::testing::TempDir();
+  std::string dir = ::testing::TempDir() + std::to_string(getpid()) + "_";
   if (info) {
     dir += info->test_suite_name();
     dir += "_";

@@ -84,6 +84,19 @@ TEST_F(Frame, IncompatibleItemsAreRefusedBeforeWriting) {
   EXPECT_EQ(QBR_writedata(task, temp_path("sym.lp").c_str()), QBR_RES_ERR_INVALID_FILE_FORMAT_FOR_SYM_MAT);
   EXPECT_EQ(last_message(), "The LP format cannot hold symmetric matrix variables.");
   EXPECT_EQ(QBR_writedata(task, temp_path("sym.opf").c_str()), QBR_RES_ERR_INVALID_FILE_FORMAT_FOR_SYM_MAT);
+  // A refused write leaves the file that was there.
+  const std::string kept = write_text("kept.lp", "minimize\n x\nend\n");
+  EXPECT_EQ(QBR_writedata(task, kept.c_str()), QBR_RES_ERR_INVALID_FILE_FORMAT_FOR_SYM_MAT);
+  EXPECT_EQ(read_text(kept), "minimize\n x\nend\n");
+}
+
+TEST_F(Frame, FormatsWithoutAWriterLeaveTheFileAlone) {
+  ASSERT_EQ(QBR_appendvars(task, 1), QBR_RES_OK);
+  for (const char* name : {"w.ptf", "w.opf", "w.task", "w.cbf", "w.jtask", "w.ptf.gz"}) {
+    const std::string path = write_text(name, "old\n");
+    EXPECT_EQ(QBR_writedata(task, path.c_str()), QBR_RES_ERR_INVALID_FORMAT_TYPE) << name;
+    EXPECT_EQ(read_text(path), "old\n") << name;
+  }
 }
 
 TEST_F(Frame, CallbacksAroundTheRead) {
@@ -116,6 +129,16 @@ TEST_F(Frame, ReadEmptiesTheTaskFirst) {
   QBRint32t sense = -1;
   QBR_getobjsense(task, &sense);
   EXPECT_EQ(sense, QBR_OBJECTIVE_SENSE_MINIMIZE);
+}
+
+TEST_F(Frame, RereadingKeepsTheMatrixStorageAtTheProblemsSize) {
+  // The storage of the emptied matrix is reused, not left behind the new problem.
+  const std::string path = std::string(QUBOR_DATA_DIR) + "/netlib-lp/afiro.mps.gz";
+  for (int k = 0; k < 8; ++k) ASSERT_EQ(QBR_readdata(task, path.c_str()), QBR_RES_OK);
+  QBRint64t nz = 0, room = 0;
+  QBR_getnumanz64(task, &nz);
+  QBR_getmaxnumanz64(task, &room);
+  EXPECT_LE(room, 2 * nz);
 }
 
 TEST_F(Frame, ReadInformationAndSummary) {
@@ -157,4 +180,37 @@ TEST_F(Frame, WriteLogLinesAndUnwritableFile) {
   EXPECT_NE(log.text.find("Start writing.\n"), std::string::npos);
   EXPECT_NE(log.text.find("done writing. Time: "), std::string::npos);
   EXPECT_EQ(QBR_writedata(task, "/nonexistent/dir/w.mps"), QBR_RES_ERR_FILE_OPEN);
+}
+
+// Running out of memory anywhere in a read or a write gives QBR_RES_ERR_SPACE and leaves
+// nothing behind; it never crashes.
+TEST(FrameMemory, ReadsAndWritesUnderAllocationFailure) {
+  const std::string mps = write_text(
+      "space.mps",
+      "NAME S\nROWS\n N obj\n L c\n L q\nCOLUMNS\n    x obj 1 c 1\n    y obj 2 q 1\nRHS\n    rhs c 4\n"
+      "RANGES\n    ran c 2\nBOUNDS\n UP bnd x 3\nQUADOBJ\n    x x 1\n    y x 0.5\nQCMATRIX q\n    y y 2\n"
+      "CSECTION k 0.0 QUAD\n    x\n    y\nENDATA\n");
+  const std::string lp = "minimize\n obj: x + 2 y + [ x ^ 2 + x * y ]/2\nsubject to\n c: x + y <= 4\n"
+                         "r:: 1 <= x - y <= 3\nbounds\n x <= 3\ngeneral\n y\nend\n";
+  int finished = 0;
+  for (long budget = 0; finished < 3; budget += 3) {
+    Countdown c;
+    c.budget = budget;
+    QBRenv_t env = nullptr;
+    QBRtask_t task = nullptr;
+    if (QBR_makeenvalloc(&env, &c, Countdown::m, Countdown::c, Countdown::r, Countdown::f, nullptr) ==
+            QBR_RES_OK &&
+        QBR_maketask(env, 0, 0, &task) == QBR_RES_OK) {
+      QBR_putintparam(task, QBR_IPAR_LOG, 0);
+      const QBRrescode r1 = QBR_readdata(task, mps.c_str());
+      const QBRrescode r2 = r1 == QBR_RES_OK ? QBR_writedata(task, temp_path("space_out.mps").c_str()) : r1;
+      const QBRrescode r3 = QBR_readlpstring(task, lp.c_str());
+      for (QBRrescode r : {r1, r2, r3}) EXPECT_TRUE(r == QBR_RES_OK || r == QBR_RES_ERR_SPACE) << r << " " << budget;
+      if (r1 == QBR_RES_OK && r2 == QBR_RES_OK && r3 == QBR_RES_OK) ++finished;
+    }
+    QBR_deletetask(&task);
+    QBR_deleteenv(&env);
+    EXPECT_EQ(c.live, 0) << budget;
+    ASSERT_LT(budget, 100000);
+  }
 }

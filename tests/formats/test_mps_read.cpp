@@ -242,6 +242,20 @@ TEST_F(MpsSemantics, FixedGridNamesWithBlanks) {
   // The same text read freely has too many fields.
   QBR_putintparam(task, QBR_IPAR_READ_MPS_FORMAT, QBR_MPS_FORMAT_FREE);
   EXPECT_NE(read(text), QBR_RES_OK);
+  // A number longer than its field runs on into the columns of field 5.
+  const std::string longer = "NAME\nROWS\n N  COST\n E  ROW 1\nCOLUMNS\n" +
+                             grid({{4, "COL 1"}, {14, "ROW 1"}, {24, "0.12345678901234568"}}) +
+                             grid({{4, "COL 1"}, {14, "COST"}, {24, "-1.2345678901234567e-05"}}) +
+                             "ENDATA\n";
+  for (int layout : {QBR_MPS_FORMAT_STRICT, QBR_MPS_FORMAT_RELAXED}) {
+    QBR_putintparam(task, QBR_IPAR_READ_MPS_FORMAT, layout);
+    ASSERT_EQ(read(longer), QBR_RES_OK) << layout;
+    double a = 0, c = 0;
+    QBR_getaij(task, 0, 0, &a);
+    QBR_getcj(task, 0, &c);
+    EXPECT_EQ(a, 0.12345678901234568);
+    EXPECT_EQ(c, -1.2345678901234567e-05);
+  }
 }
 
 TEST_F(MpsSemantics, FreeMpsSuffixForcesTheFreeLayout) {

@@ -129,6 +129,26 @@ TEST_F(SolutionFile, UnknownNamesAndBrokenLines) {
       std::string::npos);
 }
 
+TEST_F(SolutionFile, RowsWithTooManyFields) {
+  // Extra fields past the conic dual are ignored, with and without a fixed name width.
+  std::string text = written();
+  const size_t heading_end = text.find('\n', text.find("\nVARIABLES") + 1);
+  const size_t row_end = text.find('\n', text.find('\n', heading_end + 1) + 1);  // past the column header
+  std::string longer = text;
+  longer.insert(row_end, " 1 2 3 4 5 6 7 8 9 10 11 12");
+  const std::string path = write_text("long.sol", longer);
+  for (int width : {-1, 10}) {
+    QBR_putintparam(task, QBR_IPAR_SOL_READ_NAME_WIDTH, width);
+    wrn.text.clear();
+    EXPECT_EQ(QBR_readsolution(task, QBR_SOL_BAS, path.c_str()), QBR_RES_OK) << width;
+    // Blank-separated, the row is read, not ignored (a width that does not fit the file's
+    // name column makes other rows unreadable).
+    if (width < 0) {
+      EXPECT_EQ(wrn.text, "");
+    }
+  }
+}
+
 TEST_F(SolutionFile, MissingFileNameWarns) {
   EXPECT_EQ(QBR_writesolution(task, QBR_SOL_ITR, nullptr), QBR_RES_OK);
   EXPECT_NE(wrn.text.find("No file name is defined for the interior solution file, so it is not written."),

@@ -156,6 +156,11 @@ QBRrescode check_writable(Task& t, int32_t format) {
   return QBR_RES_OK;
 }
 
+// PTF, OPF, task, CBF and JSON-task writers are not part of this library yet.
+bool has_writer(int32_t format) {
+  return format == QBR_DATA_FORMAT_MPS || format == QBR_DATA_FORMAT_FREE_MPS || format == QBR_DATA_FORMAT_LP;
+}
+
 QBRrescode dispatch_write(Task& t, TextWriter& out, int32_t format) {
   switch (format) {
     case QBR_DATA_FORMAT_MPS:
@@ -191,11 +196,14 @@ QBRrescode write_data(Task& t, const char* filename) {
   if (!filename) return QBR_REPORT(t, QBR_RES_ERR_INVALID_FILE_NAME, "");
   const FileKind kind = file_kind(filename);
   log_open(t, filename);
+  // A write that is refused leaves an existing file as it was: the checks come before the
+  // file is opened (and emptied).
+  QUBOR_TRY(check_writable(t, kind.format));
+  if (!has_writer(kind.format)) return QBR_REPORT(t, QBR_RES_ERR_INVALID_FORMAT_TYPE, kind.format);
   std::unique_ptr<platform::OutStream> out;
   platform::OpenStatus st = platform::open_output(filename, compression_of(kind.compress),
                                                   t.ipar(QBR_IPAR_WRITE_COMPRESSION), &out);
   if (st != platform::OpenStatus::kOk) return open_failure(t, st, filename);
-  QUBOR_TRY(check_writable(t, kind.format));
   const double start = platform::wall_seconds();
   if (t.log_on()) t.printf(QBR_STREAM_LOG, "Start writing.\n");
   if (int32_t stop = callback_answer(t, QBR_CALLBACK_BEGIN_WRITE)) return stop;

@@ -1,22 +1,45 @@
 #include "formats/frame/line_reader.h"
 
+#include <algorithm>
 #include <cstring>
 
 namespace qubor::formats {
 
-LineReader::LineReader(platform::InStream& in, size_t chunk) : in_(in), buf_(chunk) {}
+namespace {
+
+// The chunk, or less for a stream that expects to deliver less (it may still deliver more:
+// the buffer then grows).
+size_t buffer_size(const platform::InStream& in, size_t chunk) {
+  const int64_t hint = in.size_hint();
+  if (hint >= 0 && static_cast<uint64_t>(hint) < chunk) chunk = static_cast<size_t>(hint) + 1;
+  return std::max<size_t>(chunk, 4096);
+}
+
+}  // namespace
+
+LineReader::LineReader(platform::InStream& in, size_t chunk)
+    : in_(in), chunk_(chunk), size_(buffer_size(in, chunk)) {
+  buf_.reset(new char[size_]);
+}
 
 // Moves the unread tail to the front and reads more behind it; false when nothing was added.
 bool LineReader::fill() {
   if (eof_ || failed_) return false;
   size_t tail = end_ - begin_;
   if (begin_ > 0) {
-    std::memmove(buf_.data(), buf_.data() + begin_, tail);
+    std::memmove(buf_.get(), buf_.get() + begin_, tail);
     begin_ = 0;
     end_ = tail;
   }
-  if (end_ == buf_.size()) buf_.resize(buf_.size() * 2);
-  ptrdiff_t r = in_.read(buf_.data() + end_, buf_.size() - end_);
+  // A line longer than the buffer, or more data than the stream expected: a larger buffer.
+  const size_t want = end_ == size_ ? 2 * size_ : (delivered_ >= size_ ? std::max(size_, chunk_) : size_);
+  if (want > size_) {
+    std::unique_ptr<char[]> bigger(new char[want]);
+    std::memcpy(bigger.get(), buf_.get(), end_);
+    buf_ = std::move(bigger);
+    size_ = want;
+  }
+  ptrdiff_t r = in_.read(buf_.get() + end_, size_ - end_);
   if (r < 0) {
     failed_ = true;
     return false;
@@ -26,18 +49,19 @@ bool LineReader::fill() {
     return false;
   }
   end_ += static_cast<size_t>(r);
+  delivered_ += static_cast<size_t>(r);
   return true;
 }
 
 bool LineReader::next(std::string_view* line) {
   size_t scanned = begin_;
   for (;;) {
-    const void* nl = std::memchr(buf_.data() + scanned, '\n', end_ - scanned);
+    const void* nl = std::memchr(buf_.get() + scanned, '\n', end_ - scanned);
     if (nl) {
-      size_t pos = static_cast<size_t>(static_cast<const char*>(nl) - buf_.data());
+      size_t pos = static_cast<size_t>(static_cast<const char*>(nl) - buf_.get());
       size_t len = pos - begin_;
       if (len > 0 && buf_[pos - 1] == '\r') --len;
-      *line = std::string_view(buf_.data() + begin_, len);
+      *line = std::string_view(buf_.get() + begin_, len);
       begin_ = pos + 1;
       ++line_no_;
       return true;
@@ -48,7 +72,7 @@ bool LineReader::next(std::string_view* line) {
       // The last line has no line break.
       size_t len = end_ - begin_;
       if (buf_[end_ - 1] == '\r') --len;
-      *line = std::string_view(buf_.data() + begin_, len);
+      *line = std::string_view(buf_.get() + begin_, len);
       begin_ = end_;
       ++line_no_;
       return true;

@@ -1,12 +1,13 @@
 // Lines of text from an input stream, without their end-of-line characters ("\n" or "\r\n").
 //
-// The reader keeps one buffer (1 MiB to start; it doubles for a line that does not fit) and
+// The reader keeps one buffer (1 MiB to start, less for a stream that expects less; it
+// doubles for a line that does not fit) and
 // hands out views into it that stay valid until the next call. Line numbers start at 1.
 #pragma once
 
 #include <cstdint>
+#include <memory>
 #include <string_view>
-#include <vector>
 
 #include "platform/file_stream.h"
 
@@ -25,8 +26,12 @@ class LineReader {
   bool fill();
 
   platform::InStream& in_;
-  std::vector<char> buf_;
+  size_t chunk_;
+  size_t size_;
+  // Left uninitialised: only the bytes that the stream delivers are ever looked at.
+  std::unique_ptr<char[]> buf_;
   size_t begin_ = 0, end_ = 0;
+  size_t delivered_ = 0;  // bytes read from the stream so far
   int64_t line_no_ = 0;
   bool eof_ = false, failed_ = false;
 };

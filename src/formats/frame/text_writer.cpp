@@ -4,11 +4,80 @@
 #include <charconv>
 #include <cmath>
 #include <cstdarg>
+#include <cstdint>
 #include <cstdio>
 
 #include "platform/text.h"
 
 namespace qubor::formats {
+
+namespace {
+
+// Significant digits of a number's text: those before any exponent, less leading zeros.
+int significant_digits(const char* b, const char* e) {
+  int n = 0;
+  bool leading = true;
+  for (; b != e && *b != 'e'; ++b) {
+    if (*b < '0' || *b > '9') continue;
+    if (*b == '0' && leading) continue;
+    leading = false;
+    ++n;
+  }
+  return n;
+}
+
+// Rewrites the scientific text in buf (mantissa ending at `e`, whole numbers excluded) in
+// fixed form: "-1.3576e-02" becomes "-0.013576", "1.25e+01" becomes "12.5".
+char* fixed_from_scientific(char (&buf)[64], const char* e, int exponent) {
+  char digits[32];
+  int k = 0;
+  const bool negative = buf[0] == '-';
+  for (const char* p = buf + (negative ? 1 : 0); p != e; ++p) {
+    if (*p != '.') digits[k++] = *p;
+  }
+  char* out = buf;
+  if (negative) *out++ = '-';
+  if (exponent < 0) {
+    *out++ = '0';
+    *out++ = '.';
+    for (int z = 1; z < -exponent; ++z) *out++ = '0';
+    for (int d = 0; d < k; ++d) *out++ = digits[d];
+    return out;
+  }
+  for (int d = 0; d <= exponent; ++d) *out++ = d < k ? digits[d] : '0';
+  if (k > exponent + 1) {
+    *out++ = '.';
+    for (int d = exponent + 1; d < k; ++d) *out++ = digits[d];
+  }
+  return out;
+}
+
+// `digits` significant digits; 17 or more asks for the shortest text that reads back to the
+// same double, which never needs more than 17.
+char* general_chars(char (&buf)[64], double v, int digits) {
+  if (digits >= 17) return std::to_chars(buf, buf + sizeof buf, v).ptr;
+  // Whole numbers below 10^digits read the same in both forms; the integer one is quicker.
+  static constexpr double kPow10[] = {1e0, 1e1, 1e2, 1e3, 1e4, 1e5, 1e6, 1e7, 1e8,
+                                      1e9, 1e10, 1e11, 1e12, 1e13, 1e14, 1e15, 1e16};
+  if (v != 0.0 && std::fabs(v) < kPow10[std::clamp(digits, 1, 16)] && std::trunc(v) == v)
+    return std::to_chars(buf, buf + sizeof buf, static_cast<int64_t>(v)).ptr;
+  // Up to 15 digits, a shortest text with no more digits than asked is also the rounded one
+  // (the rounding grid is far coarser than the double's own error); it is then written in
+  // the form that "%g" picks from its exponent.
+  if (digits <= 15) {
+    char* end = std::to_chars(buf, buf + sizeof buf, v, std::chars_format::scientific).ptr;
+    if (significant_digits(buf, end) <= digits) {
+      const char* e = std::find(buf, end, 'e');
+      int exponent = 0;
+      std::from_chars(e + 1 + (e[1] == '+'), end, exponent);
+      if (exponent < -4 || exponent >= digits) return end;
+      return fixed_from_scientific(buf, e, exponent);
+    }
+  }
+  return std::to_chars(buf, buf + sizeof buf, v, std::chars_format::general, std::max(digits, 1)).ptr;
+}
+
+}  // namespace
 
 TextWriter::TextWriter(platform::OutStream& out) : out_(out) { buf_.reserve(kCapacity); }
 
@@ -43,8 +112,7 @@ void TextWriter::number(double v, int digits) {
     put(std::isnan(v) ? "nan" : (v > 0 ? "+inf" : "-inf"));
     return;
   }
-  auto r = std::to_chars(buf, buf + sizeof buf, v, std::chars_format::general, std::clamp(digits, 1, 17));
-  put(std::string_view(buf, static_cast<size_t>(r.ptr - buf)));
+  put(std::string_view(buf, static_cast<size_t>(general_chars(buf, v, digits) - buf)));
 }
 
 void TextWriter::padded(std::string_view s, size_t width) {
@@ -56,8 +124,7 @@ std::string number_text(double v, int digits) {
   if (std::isnan(v)) return "nan";
   if (std::isinf(v)) return v > 0 ? "+inf" : "-inf";
   char buf[64];
-  auto r = std::to_chars(buf, buf + sizeof buf, v, std::chars_format::general, std::clamp(digits, 1, 17));
-  return std::string(buf, static_cast<size_t>(r.ptr - buf));
+  return std::string(buf, static_cast<size_t>(general_chars(buf, v, digits) - buf));
 }
 
 }  // namespace qubor::formats

@@ -23,7 +23,12 @@
 #include <algorithm>
 #include <charconv>
 #include <cmath>
+#include <cstring>
+#include <memory>
+#include <new>
 #include <string>
+#include <string_view>
+#include <utility>
 #include <vector>
 
 #include "formats/frame/line_reader.h"
@@ -45,21 +50,50 @@ constexpr double kInf = 1.0e30;
 
 enum class Tok { kLabel, kDcLabel, kString, kQString, kInteger, kFloat, kError, kNa, kOp, kEnd };
 
+// The text of a token is a view into the tokens' text store (or into a constant).
 struct Token {
   Tok kind = Tok::kEnd;
-  std::string text;
+  std::string_view text;
   double value = 0.0;
   int32_t line = 0;
 };
 
-// Splits the whole text into tokens; operators are kOp with their text.
+// Keeps the texts of all tokens in blocks that never move, so that tokens hold plain views
+// and a name costs its characters only.
+class TokenText {
+ public:
+  std::string_view keep(std::string_view s) {
+    if (s.size() > room_) {
+      const size_t size = std::max(kBlock, s.size());
+      blocks_.emplace_back(new char[size]);
+      next_ = blocks_.back().get();
+      room_ = size;
+    }
+    std::memcpy(next_, s.data(), s.size());
+    std::string_view kept(next_, s.size());
+    next_ += s.size();
+    room_ -= s.size();
+    return kept;
+  }
+
+ private:
+  static constexpr size_t kBlock = size_t{1} << 16;
+  std::vector<std::unique_ptr<char[]>> blocks_;
+  char* next_ = nullptr;
+  size_t room_ = 0;
+};
+
+// Splits the text into tokens line by line; operators are kOp with their text.
 class Tokenizer {
  public:
-  Tokenizer(platform::InStream& in, bool quoted) : lines_(in), quoted_(quoted) {}
+  Tokenizer(platform::InStream& in, bool quoted, TokenText& text) : lines_(in), quoted_(quoted), text_(text) {}
 
-  bool run(std::vector<Token>* out) {
+  // The tokens of the next line (possibly none); false at the end of the text, or after an
+  // unterminated quoted name, which ends it.
+  bool next(std::vector<Token>* out) {
     std::string_view line;
-    while (lines_.next(&line)) {
+    if (stopped_ || !lines_.next(&line)) return false;
+    {
       const int32_t no = static_cast<int32_t>(lines_.line_number());
       size_t k = 0;
       while (k < line.size()) {
@@ -74,23 +108,25 @@ class Tokenizer {
         } else if (c == '"' && quoted_) {
           size_t e = line.find('"', k + 1);
           if (e == std::string_view::npos) {
-            out->push_back({Tok::kError, std::string(line.substr(k)), 0, no});
+            out->push_back({Tok::kError, text_.keep(line.substr(k)), 0, no});
+            stopped_ = true;
             return true;
           }
-          out->push_back({Tok::kQString, std::string(line.substr(k + 1, e - k - 1)), 0, no});
+          out->push_back({Tok::kQString, text_.keep(line.substr(k + 1, e - k - 1)), 0, no});
           k = label(line, e + 1, out);
         } else if (lp_name_start(c)) {
           size_t e = k;
           while (e < line.size() && lp_name_char(line[e])) ++e;
-          out->push_back({Tok::kString, std::string(line.substr(k, e - k)), 0, no});
+          out->push_back({Tok::kString, text_.keep(line.substr(k, e - k)), 0, no});
           k = label(line, e, out);
         } else {
           k = op(line, k, no, out);
         }
       }
     }
-    return !lines_.failed();
+    return true;
   }
+  bool failed() const { return lines_.failed(); }
 
  private:
   // A name directly followed by ':' or '::' (blanks between allowed) is a label.
@@ -114,10 +150,10 @@ class Tokenizer {
       if (line[i] == '.' || line[i] == 'e' || line[i] == 'E') integral = false;
     }
     if (r.ec != std::errc() && r.ec != std::errc::result_out_of_range) {
-      out->push_back({Tok::kError, std::string(line.substr(k, 1)), 0, no});
+      out->push_back({Tok::kError, text_.keep(line.substr(k, 1)), 0, no});
       return k + 1;
     }
-    out->push_back({integral ? Tok::kInteger : Tok::kFloat, std::string(line.substr(k, e - k)), v, no});
+    out->push_back({integral ? Tok::kInteger : Tok::kFloat, text_.keep(line.substr(k, e - k)), v, no});
     return e;
   }
 
@@ -126,23 +162,25 @@ class Tokenizer {
                                                 "+",  "-",  "*",  "^",  "[",   "]", ":", "/"};
     for (std::string_view o : kOps) {
       if (line.substr(k, o.size()) == o) {
-        out->push_back({Tok::kOp, std::string(o), 0, no});
+        out->push_back({Tok::kOp, o, 0, no});  // a view of the constant
         return k + o.size();
       }
     }
-    out->push_back({Tok::kError, std::string(1, line[k]), 0, no});
+    out->push_back({Tok::kError, text_.keep(line.substr(k, 1)), 0, no});
     return k + 1;
   }
 
   LineReader lines_;
   bool quoted_;
+  TokenText& text_;
+  bool stopped_ = false;
 };
 
 enum class Word { kNone, kMax, kMin, kSubject, kBounds, kBinary, kGeneral, kEnd };
 
 Word keyword(const Token& t) {
   if (t.kind != Tok::kString) return Word::kNone;
-  const std::string& s = t.text;
+  const std::string_view s = t.text;
   if (s == "max" || s == "maximize" || s == "maximum") return Word::kMax;
   if (s == "min" || s == "minimize" || s == "minimum") return Word::kMin;
   if (s == "subject" || s == "s.t." || s == "st") return Word::kSubject;
@@ -154,7 +192,7 @@ Word keyword(const Token& t) {
   return Word::kNone;
 }
 
-bool is_infinity_word(const std::string& s) { return s == "infinity" || s == "inf"; }
+bool is_infinity_word(std::string_view s) { return s == "infinity" || s == "inf"; }
 
 // A side of a relation: linear terms, a constant and quadratic terms (task convention).
 struct Side {
@@ -186,22 +224,46 @@ void merge(QTriplets* q) {
 
 class LpParser {
  public:
-  LpParser(Task& t, std::vector<Token>& toks) : t_(t), toks_(toks) {}
+  LpParser(Task& t, Tokenizer& tokens, std::vector<Token>& window)
+      : t_(t), tokens_(tokens), toks_(window) {}
 
   QBRrescode run() {
-    QUBOR_TRY(parse());
+    const QBRrescode r = parse();
+    // A stream that failed ended the text early: that, not the syntax, is the fault.
+    if (tokens_.failed()) return QBR_REPORT(t_, QBR_RES_ERR_FILE_READ, "");
+    QUBOR_TRY(r);
     return load();
   }
 
  private:
-  const Token& cur() const { return toks_[pos_]; }
-  const Token& peek(size_t k = 1) const { return toks_[std::min(pos_ + k, toks_.size() - 1)]; }
-  bool at_op(const char* o) const { return cur().kind == Tok::kOp && cur().text == o; }
+  // Tokens are read as the parser reaches them and kept in a window from base_ on; positions
+  // (pos_) count from the start of the text. After the last token comes one kEnd token.
+  const Token& at(size_t i) {
+    while (i >= base_ + toks_.size() && !ended_) {
+      if (!tokens_.next(&toks_)) {
+        ended_ = true;
+        if (!toks_.empty()) last_line_ = toks_.back().line;
+        toks_.push_back(Token{Tok::kEnd, "", 0, last_line_});
+      }
+    }
+    return toks_[std::min(i, base_ + toks_.size() - 1) - base_];
+  }
+  const Token& cur() { return at(pos_); }
+  const Token& peek(size_t k = 1) { return at(pos_ + k); }
+  const Token& prev() { return at(pos_ - 1); }
+  // Drops the tokens before the previous one; called where no position is held for a return.
+  void release() {
+    if (pos_ - base_ < kKeep) return;
+    toks_.erase(toks_.begin(), toks_.begin() + static_cast<ptrdiff_t>(pos_ - 1 - base_));
+    base_ = pos_ - 1;
+  }
+  static constexpr size_t kKeep = size_t{1} << 14;
+  bool at_op(const char* o) { return cur().kind == Tok::kOp && cur().text == o; }
   QBRrescode syntax() {
     return QBR_REPORT(t_, QBR_RES_ERR_LP_FORMAT, cur().kind == Tok::kEnd ? last_line_ : cur().line);
   }
   // A section keyword where a new statement would begin.
-  bool at_section() const {
+  bool at_section() {
     Word w = keyword(cur());
     if (w == Word::kNone || w == Word::kMax || w == Word::kMin) return false;
     if (w == Word::kSubject && cur().text == "subject")
@@ -209,7 +271,7 @@ class LpParser {
     return true;
   }
 
-  int32_t variable(const std::string& name) {
+  int32_t variable(std::string_view name) {
     auto [j, added] = vars_.insert(name);
     if (added) {
       c_.push_back(0.0);
@@ -221,7 +283,10 @@ class LpParser {
   }
 
   QBRrescode parse();
-  QBRrescode expression(Side* side, bool rhs, bool objective);
+  // Which side an expression is: the body on the left, the right-hand side after a body,
+  // the body after a constant left side, or the objective.
+  enum class Part { kLeft, kRhs, kRightBody, kObjective };
+  QBRrescode expression(Side* side, Part part);
   QBRrescode bracket(Side* side, double sign, bool objective);
   bool relation(int* rel);
   bool constant(double* v);
@@ -231,7 +296,10 @@ class LpParser {
   QBRrescode load();
 
   Task& t_;
+  Tokenizer& tokens_;
   std::vector<Token>& toks_;
+  size_t base_ = 0;  // position of toks_[0]
+  bool ended_ = false;
   size_t pos_ = 0;
   int32_t last_line_ = 0;
   NameTable vars_;
@@ -265,7 +333,7 @@ bool LpParser::constant(double* v) {
     *v = sign * cur().value;
     ++pos_;
     if (cur().kind == Tok::kString && !at_section() && keyword(cur()) == Word::kNone &&
-        cur().line == toks_[pos_ - 1].line) {
+        cur().line == prev().line) {
       pos_ = save;  // "3 x" is a term, not a constant
       return false;
     }
@@ -282,7 +350,7 @@ bool LpParser::constant(double* v) {
 
 bool LpParser::relation(int* rel) {
   if (cur().kind != Tok::kOp) return false;
-  const std::string& o = cur().text;
+  const std::string_view o = cur().text;
   if (o == "<=" || o == "=<" || o == "<") {
     *rel = -1;
   } else if (o == ">=" || o == "=>" || o == ">") {
@@ -351,9 +419,11 @@ QBRrescode LpParser::bracket(Side* side, double sign, bool objective) {
   return QBR_RES_OK;
 }
 
-// Terms until a relation, a label or a section keyword. On a right-hand side a term that
-// starts a new line without a sign ends the side.
-QBRrescode LpParser::expression(Side* side, bool rhs, bool objective) {
+// Terms until a relation, a label or a section keyword. A term that starts a new line ends
+// the expression when it has no sign, and on a right-hand side in any case: such a line
+// begins an unlabelled constraint.
+QBRrescode LpParser::expression(Side* side, Part part) {
+  const bool rhs = part == Part::kRhs, objective = part == Part::kObjective;
   bool first = true;
   for (;;) {
     const Token& t = cur();
@@ -361,7 +431,10 @@ QBRrescode LpParser::expression(Side* side, bool rhs, bool objective) {
       return QBR_RES_OK;
     if (t.kind == Tok::kOp && t.text != "+" && t.text != "-" && t.text != "[") return QBR_RES_OK;
     if (t.kind == Tok::kError || t.kind == Tok::kNa) return syntax();
-    if (rhs && !first && t.line != toks_[pos_ - 1].line) return QBR_RES_OK;
+    // A body after a constant left side that holds no variable by the end of its line is
+    // a constant too ("0 <= 2", the writer's empty row).
+    const bool line_ends_side = rhs || t.kind != Tok::kOp || (part == Part::kRightBody && !side->has_vars());
+    if (!first && t.line != prev().line && line_ends_side) return QBR_RES_OK;
     if (!first && t.kind != Tok::kOp) return syntax();  // two terms without an operator
     double sign = 1.0;
     while (at_op("+") || at_op("-")) {
@@ -372,9 +445,15 @@ QBRrescode LpParser::expression(Side* side, bool rhs, bool objective) {
       QUBOR_TRY(bracket(side, sign, objective));
     } else if (cur().kind == Tok::kInteger || cur().kind == Tok::kFloat) {
       const double v = cur().value;
+      const int32_t number_line = cur().line;
       ++pos_;
-      if ((cur().kind == Tok::kString && keyword(cur()) == Word::kNone && !is_infinity_word(cur().text)) ||
-          cur().kind == Tok::kQString) {
+      // A right-hand side's number and a name on the next line are a constant and the body
+      // of an unlabelled constraint, not one term.
+      const bool same_line = !rhs || cur().line == number_line;
+      const bool name_follows =
+          (cur().kind == Tok::kString && keyword(cur()) == Word::kNone && !is_infinity_word(cur().text)) ||
+          cur().kind == Tok::kQString;
+      if (same_line && name_follows) {
         side->sub.push_back(variable(cur().text));
         side->val.push_back(sign * v);
         ++pos_;
@@ -398,19 +477,19 @@ QBRrescode LpParser::expression(Side* side, bool rhs, bool objective) {
 QBRrescode LpParser::constraint() {
   std::string name;
   if (cur().kind == Tok::kLabel || cur().kind == Tok::kDcLabel) {
-    name = cur().text;
+    name = std::string(cur().text);
     ++pos_;
   }
   const int32_t line = cur().line;
   Side left, right, third;
-  QUBOR_TRY(expression(&left, false, false));
+  QUBOR_TRY(expression(&left, Part::kLeft));
   int rel1 = 0, rel2 = 0;
   if (!relation(&rel1)) return syntax();
   // After a constant left side the right side is the body of the constraint and may span
   // lines; after a body it is a right-hand side.
-  QUBOR_TRY(expression(&right, left.has_vars(), false));
+  QUBOR_TRY(expression(&right, left.has_vars() ? Part::kRhs : Part::kRightBody));
   const bool ranged = relation(&rel2);
-  if (ranged) QUBOR_TRY(expression(&third, true, false));
+  if (ranged) QUBOR_TRY(expression(&third, Part::kRhs));
   double lo = -kInf, up = kInf;
   Side* body = &left;
   if (ranged) {
@@ -422,6 +501,11 @@ QBRrescode LpParser::constraint() {
     lo = (rel1 < 0 ? left.constant : third.constant) - right.constant;
     up = (rel1 < 0 ? third.constant : left.constant) - right.constant;
   } else {
+    // "constant <= body" is "body >= constant".
+    if (!left.has_vars() && right.has_vars()) {
+      std::swap(left, right);
+      rel1 = -rel1;
+    }
     // Variables of the right side move to the left, constants to the right.
     for (size_t k = 0; k < right.sub.size(); ++k) {
       left.sub.push_back(right.sub[k]);
@@ -469,7 +553,7 @@ QBRrescode LpParser::bound() {
   const bool lead = constant(&v1);
   if (lead && !relation(&rel1)) return syntax();
   if (cur().kind != Tok::kString && cur().kind != Tok::kQString) return syntax();
-  const std::string name = cur().text;
+  const std::string name(cur().text);
   ++pos_;
   int32_t j = vars_.find(name);
   if (j < 0) {
@@ -507,7 +591,7 @@ QBRrescode LpParser::bound() {
 }
 
 QBRrescode LpParser::declaration(bool binary) {
-  const std::string& name = cur().text;
+  const std::string name(cur().text);
   const int32_t j = vars_.find(name);
   if (j < 0) return QBR_REPORT(t_, QBR_RES_ERR_READ_LP_NONEXISTING_NAME, name);
   is_int_[static_cast<size_t>(j)] = 1;
@@ -520,8 +604,6 @@ QBRrescode LpParser::declaration(bool binary) {
 }
 
 QBRrescode LpParser::parse() {
-  for (const Token& t : toks_) last_line_ = std::max(last_line_, t.line);
-  toks_.push_back(Token{Tok::kEnd, "", 0, last_line_});
   Word w = keyword(cur());
   if (w == Word::kMax || w == Word::kMin) {
     sense_ = w == Word::kMax ? QBR_OBJECTIVE_SENSE_MAXIMIZE : QBR_OBJECTIVE_SENSE_MINIMIZE;
@@ -531,7 +613,7 @@ QBRrescode LpParser::parse() {
       ++pos_;
     }
     Side obj;
-    QUBOR_TRY(expression(&obj, false, true));
+    QUBOR_TRY(expression(&obj, Part::kObjective));
     for (size_t k = 0; k < obj.sub.size(); ++k) c_[static_cast<size_t>(obj.sub[k])] += obj.val[k];
     cfix_ = obj.constant;
     qobj_ = std::move(obj.q);
@@ -545,6 +627,7 @@ QBRrescode LpParser::parse() {
     ++pos_;
     if (subject_to) ++pos_;  // "to"
     while (cur().kind != Tok::kEnd && !at_section()) {
+      release();
       switch (w) {
         case Word::kSubject:
           QUBOR_TRY(constraint());
@@ -611,9 +694,9 @@ QBRrescode LpParser::load() {
 
 QBRrescode read_lp(Task& t, platform::InStream& in) {
   std::vector<Token> toks;
-  Tokenizer tokenizer(in, t.ipar(QBR_IPAR_READ_LP_QUOTED_NAMES) != 0);
-  if (!tokenizer.run(&toks)) return QBR_REPORT(t, QBR_RES_ERR_FILE_READ, "");
-  LpParser parser(t, toks);
+  TokenText text;
+  Tokenizer tokenizer(in, t.ipar(QBR_IPAR_READ_LP_QUOTED_NAMES) != 0, text);
+  LpParser parser(t, tokenizer, toks);
   return parser.run();
 }
 

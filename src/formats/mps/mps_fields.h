@@ -3,6 +3,7 @@
 // Fixed grid (strict layout, and relaxed lines that need it), 0-based columns:
 //   field 1: 1-2   field 2: 4-11   field 3: 14-21   field 4: 24-35   field 5: 39-46
 //   field 6: 49-60
+// A number in field 4 may run on past column 35 (then the line holds one pair).
 // Free split: runs of blanks and tabs separate fields.
 // The relaxed layout splits freely unless the line sits on the fixed grid and one of its name
 // fields holds a blank inside the name ("DEDO3 11"), which only the grid can read.
@@ -73,19 +74,53 @@ inline Field fixed_field(std::string_view line, int k) {
   return Field{t, col};
 }
 
+// End (exclusive) of a number in field 4 that runs on past the field's last column, as
+// numbers written with many digits do; 0 when field 4 ends where the grid says.
+inline size_t overrun_end(std::string_view line) {
+  const size_t last = static_cast<size_t>(kGrid[3].end);
+  if (line.size() <= last || is_blank(line[last - 1]) || is_blank(line[last])) return 0;
+  size_t e = last;
+  while (e < line.size() && !is_blank(line[e])) ++e;
+  return e;
+}
+
+// The six fields of the fixed grid. A number that overruns field 4 is read whole; fields 5
+// and 6 are then empty (such a line carries one pair).
+inline void fixed_fields(std::string_view line, Field (&out)[6]) {
+  for (int k = 0; k < 6; ++k) out[k] = fixed_field(line, k);
+  if (const size_t e = overrun_end(line)) {
+    const size_t b = static_cast<size_t>(out[3].col);
+    out[3].text = line.substr(b, e - b);
+    out[4] = Field{{}, kGrid[4].begin};
+    out[5] = Field{{}, kGrid[5].begin};
+  }
+}
+
 // True when the line leaves the grid's separator columns blank and a name field (2, 3 or 5)
-// has a blank inside its text.
+// has a blank inside its text. A line whose number overruns field 4 and ends there counts as
+// sitting on the grid.
 inline bool needs_grid(std::string_view line) {
-  static constexpr int32_t kSeparators[] = {3, 12, 13, 22, 23, 36, 37, 38, 47, 48};
-  for (int32_t c : kSeparators) {
+  static constexpr int32_t kNameSeparators[] = {3, 12, 13, 22, 23};
+  static constexpr int32_t kLaterSeparators[] = {36, 37, 38, 47, 48};
+  for (int32_t c : kNameSeparators) {
     if (static_cast<size_t>(c) < line.size() && line[static_cast<size_t>(c)] != ' ') return false;
   }
-  if (line.size() > 61 && !trim(line.substr(61)).empty()) return false;
-  for (int k : {1, 2, 4}) {
-    std::string_view t = fixed_field(line, k).text;
-    for (char ch : t) {
+  if (const size_t e = overrun_end(line)) {
+    if (!trim(line.substr(e)).empty()) return false;
+  } else {
+    for (int32_t c : kLaterSeparators) {
+      if (static_cast<size_t>(c) < line.size() && line[static_cast<size_t>(c)] != ' ') return false;
+    }
+    if (line.size() > 61 && !trim(line.substr(61)).empty()) return false;
+  }
+  for (int k : {1, 2}) {
+    for (char ch : fixed_field(line, k).text) {
       if (is_blank(ch)) return true;
     }
+  }
+  if (overrun_end(line)) return false;
+  for (char ch : fixed_field(line, 4).text) {
+    if (is_blank(ch)) return true;
   }
   return false;
 }

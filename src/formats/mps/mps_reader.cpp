@@ -7,8 +7,10 @@
 // given makes the lower bound minus infinity; RANGES follow the usual table (E rows extend
 // up or down by the sign of the range). A syntax error logs the line, a caret under the
 // offending field and the debugging hint, then reports its code with the line number.
+#include <algorithm>
 #include <charconv>
 #include <cmath>
+#include <new>
 #include <string>
 #include <unordered_map>
 
@@ -80,7 +82,7 @@ struct VectorPick {
 class MpsReader {
  public:
   MpsReader(Task& t, platform::InStream& in, int32_t layout, const char* filename)
-      : t_(t), lines_(in), layout_(layout), filename_(filename ? filename : "") {
+      : t_(t), in_(in), lines_(in), layout_(layout), filename_(filename ? filename : "") {
     rhs_.chosen = t.spar(QBR_SPAR_READ_MPS_RHS_NAME);
     ran_.chosen = t.spar(QBR_SPAR_READ_MPS_RAN_NAME);
     bou_.chosen = t.spar(QBR_SPAR_READ_MPS_BOU_NAME);
@@ -112,6 +114,7 @@ class MpsReader {
   QBRrescode finish_rows();
   QBRrescode columns_line(const Fields& f);
   void close_column();
+  void reserve_entries();
   QBRrescode rhs_line(const Fields& f, bool ranges);
   QBRrescode bounds_line(const Fields& f);
   QBRrescode objective_line(const Fields& f);
@@ -131,6 +134,7 @@ class MpsReader {
   int32_t line_no() const { return static_cast<int32_t>(lines_.line_number()); }
 
   Task& t_;
+  platform::InStream& in_;
   LineReader lines_;
   int32_t layout_;
   std::string filename_;
@@ -312,7 +316,7 @@ Fields MpsReader::free_fields() {
 Fields MpsReader::grid_fields() {
   Fields g;
   Field fx[6];
-  for (int k = 0; k < 6; ++k) fx[k] = fixed_field(line_, k);
+  fixed_fields(line_, fx);
   auto take = [&](std::initializer_list<int> ks) {
     for (int k : ks) g.f[static_cast<size_t>(g.n++)] = fx[k];
     while (g.n > 0 && g.f[static_cast<size_t>(g.n - 1)].text.empty()) --g.n;
@@ -449,7 +453,25 @@ QBRrescode MpsReader::finish_rows() {
   m_.range.assign(static_cast<size_t>(m_.num_con), 0.0);
   m_.has_range.assign(static_cast<size_t>(m_.num_con), 0);
   m_.rows_done = true;
+  reserve_entries();
   return QBR_RES_OK;
+}
+
+// Room for the matrix entries that a file of the stream's expected size may hold, so that
+// the entry arrays do not grow (and move) step by step. Untouched room costs no memory; a
+// refused reservation leaves the arrays to grow as they go.
+void MpsReader::reserve_entries() {
+  constexpr int64_t kBytesPerEntry = 16;             // a dense free-layout line holds two in 32
+  constexpr int64_t kMaxEntries = int64_t{1} << 28;  // beyond this the arrays grow as they go
+  const int64_t hint = in_.size_hint();
+  if (hint <= 0) return;
+  const auto n = static_cast<size_t>(std::min(hint / kBytesPerEntry, kMaxEntries));
+  try {
+    m_.a_sub.reserve(n);
+    m_.a_val.reserve(n);
+  } catch (const std::bad_alloc&) {
+    // Only a hint.
+  }
 }
 
 void MpsReader::close_column() {

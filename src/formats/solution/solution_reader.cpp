@@ -9,6 +9,7 @@
 // index, otherwise the read fails with QBR_RES_ERR_INVALID_NAME_IN_SOL_FILE. Rows that cannot
 // be read draw one warning per block. The head and the matrix-variable block are not read;
 // the solution's statuses are those the solution store gives to a solution that is put.
+#include <algorithm>
 #include <charconv>
 #include <memory>
 #include <string>
@@ -126,8 +127,8 @@ class SolutionReader {
                                   ? line.substr(11 + static_cast<size_t>(name_width))
                                   : std::string_view();
       Fields g = split_free(rest);
-      f.n = g.n + 2;
-      for (int k = 0; k < g.n && k + 2 < 8; ++k)
+      f.n = std::min(g.n + 2, 8);  // fields past the eighth are not used
+      for (int k = 0; k + 2 < f.n; ++k)
         f.f[static_cast<size_t>(k + 2)] = g.f[static_cast<size_t>(k)];
     } else {
       f = split_free(line);
