@@ -248,9 +248,10 @@ class LpParser {
     }
     return toks_[std::min(i, base_ + toks_.size() - 1) - base_];
   }
-  const Token& cur() { return at(pos_); }
-  const Token& peek(size_t k = 1) { return at(pos_ + k); }
-  const Token& prev() { return at(pos_ - 1); }
+  // Copies: reaching a later token may move the window's storage.
+  Token cur() { return at(pos_); }
+  Token peek(size_t k = 1) { return at(pos_ + k); }
+  Token prev() { return at(pos_ - 1); }
   // Drops the tokens before the previous one; called where no position is held for a return.
   void release() {
     if (pos_ - base_ < kKeep) return;
