@@ -284,6 +284,12 @@ TEST_F(Lp, UnlabelledConstraintsAfterANumber) {
   QBR_deletetask(&other);
 }
 
+TEST_F(Lp, EmptyQuotedNameFirst) {
+  // An empty quoted name as the very first text (found by fuzzing).
+  QBR_putintparam(task, QBR_IPAR_READ_LP_QUOTED_NAMES, QBR_ON);
+  EXPECT_EQ(read("\"\"minimize\n obj: x\nsubject to\nend\n"), QBR_RES_ERR_LP_FORMAT);
+}
+
 TEST_F(Lp, TextEndingInASectionWordAtEveryLength) {
   // "subject" as the last word: telling it from the section reads past the end of the text
   // while the token is in hand (found by fuzzing; the sanitizer build checks that the token

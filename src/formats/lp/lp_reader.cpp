@@ -63,6 +63,7 @@ struct Token {
 class TokenText {
  public:
   std::string_view keep(std::string_view s) {
+    if (s.empty()) return {};
     if (s.size() > room_) {
       const size_t size = std::max(kBlock, s.size());
       blocks_.emplace_back(new char[size]);
