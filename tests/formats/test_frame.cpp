@@ -226,6 +226,7 @@ TEST_F(Frame, CutCompressedFilesAreReadErrors) {
     const std::string bytes = read_text(whole);
     const std::string cut = write_text(name, bytes.substr(0, bytes.size() / 2));
     EXPECT_EQ(QBR_readdata(task, cut.c_str()), QBR_RES_ERR_FILE_READ) << name;
+    EXPECT_EQ(last_message(), "An error occurred while reading the file '" + cut + "'.");
     ASSERT_EQ(QBR_readdata(task, path.c_str()), QBR_RES_OK);
   }
 }

@@ -225,14 +225,11 @@ void merge(QTriplets* q) {
 
 class LpParser {
  public:
-  LpParser(Task& t, Tokenizer& tokens, std::vector<Token>& window)
-      : t_(t), tokens_(tokens), toks_(window) {}
+  LpParser(Task& t, Tokenizer& tokens, std::vector<Token>& window, const char* name)
+      : t_(t), tokens_(tokens), toks_(window), name_(name ? name : "") {}
 
   QBRrescode run() {
-    const QBRrescode r = parse();
-    // A stream that failed ended the text early: that, not the syntax, is the fault.
-    if (tokens_.failed()) return QBR_REPORT(t_, QBR_RES_ERR_FILE_READ, "");
-    QUBOR_TRY(r);
+    QUBOR_TRY(parse());
     return load();
   }
 
@@ -262,7 +259,14 @@ class LpParser {
   static constexpr size_t kKeep = size_t{1} << 14;
   bool at_op(const char* o) { return cur().kind == Tok::kOp && cur().text == o; }
   QBRrescode syntax() {
-    return QBR_REPORT(t_, QBR_RES_ERR_LP_FORMAT, cur().kind == Tok::kEnd ? last_line_ : cur().line);
+    if (cur().kind == Tok::kEnd) return at_end(QBR_RES_ERR_LP_FORMAT);
+    return QBR_REPORT(t_, QBR_RES_ERR_LP_FORMAT, cur().line);
+  }
+  // A fault met at the end of the text; when the stream failed, the text ended early and
+  // that is the fault reported.
+  QBRrescode at_end(QBRrescode code) {
+    if (tokens_.failed()) return QBR_REPORT(t_, QBR_RES_ERR_FILE_READ, name_);
+    return QBR_REPORT(t_, code, last_line_);
   }
   // A section keyword where a new statement would begin.
   bool at_section() {
@@ -300,6 +304,7 @@ class LpParser {
   Task& t_;
   Tokenizer& tokens_;
   std::vector<Token>& toks_;
+  std::string name_;
   size_t base_ = 0;  // position of toks_[0]
   bool ended_ = false;
   size_t pos_ = 0;
@@ -621,7 +626,7 @@ QBRrescode LpParser::parse() {
     qobj_ = std::move(obj.q);
   }
   for (;;) {
-    if (cur().kind == Tok::kEnd) return QBR_REPORT(t_, QBR_RES_ERR_READ_LP_MISSING_END_TAG, last_line_);
+    if (cur().kind == Tok::kEnd) return at_end(QBR_RES_ERR_READ_LP_MISSING_END_TAG);
     w = keyword(cur());
     if (w == Word::kEnd) return QBR_RES_OK;
     if (!at_section()) return syntax();
@@ -694,11 +699,11 @@ QBRrescode LpParser::load() {
 
 }  // namespace
 
-QBRrescode read_lp(Task& t, platform::InStream& in) {
+QBRrescode read_lp(Task& t, platform::InStream& in, const char* name) {
   std::vector<Token> toks;
   TokenText text;
   Tokenizer tokenizer(in, t.ipar(QBR_IPAR_READ_LP_QUOTED_NAMES) != 0, text);
-  LpParser parser(t, tokenizer, toks);
+  LpParser parser(t, tokenizer, toks, name);
   return parser.run();
 }
 
