@@ -214,3 +214,19 @@ TEST(FrameMemory, ReadsAndWritesUnderAllocationFailure) {
     ASSERT_LT(budget, 100000);
   }
 }
+
+TEST_F(Frame, CutCompressedFilesAreReadErrors) {
+  // Written whole, then cut in the middle: the reader answers with the stream's failure, not
+  // with a syntax error of the text that happened to arrive.
+  const std::string path = std::string(QUBOR_DATA_DIR) + "/netlib-lp/afiro.mps.gz";
+  ASSERT_EQ(QBR_readdata(task, path.c_str()), QBR_RES_OK);
+  for (const char* name : {"cut.mps.gz", "cut.lp.gz", "cut.mps.zst", "cut.lp.zst"}) {
+    const std::string whole = temp_path(name);
+    ASSERT_EQ(QBR_writedata(task, whole.c_str()), QBR_RES_OK);
+    const std::string bytes = read_text(whole);
+    const std::string cut = write_text(name, bytes.substr(0, bytes.size() / 2));
+    EXPECT_EQ(QBR_readdata(task, cut.c_str()), QBR_RES_ERR_FILE_READ) << name;
+    EXPECT_EQ(last_message(), "An error occurred while reading the file '" + cut + "'.");
+    ASSERT_EQ(QBR_readdata(task, path.c_str()), QBR_RES_OK);
+  }
+}

@@ -283,3 +283,21 @@ TEST_F(Lp, UnlabelledConstraintsAfterANumber) {
   expect_same_problem(task, other, 0.0);
   QBR_deletetask(&other);
 }
+
+TEST_F(Lp, EmptyQuotedNameFirst) {
+  // An empty quoted name as the very first text (found by fuzzing).
+  QBR_putintparam(task, QBR_IPAR_READ_LP_QUOTED_NAMES, QBR_ON);
+  EXPECT_EQ(read("\"\"minimize\n obj: x\nsubject to\nend\n"), QBR_RES_ERR_LP_FORMAT);
+}
+
+TEST_F(Lp, TextEndingInASectionWordAtEveryLength) {
+  // "subject" as the last word: telling it from the section reads past the end of the text
+  // while the token is in hand (found by fuzzing; the sanitizer build checks that the token
+  // stays valid, whatever the number of tokens before it).
+  std::string terms = "x0";
+  for (int n = 1; n < 300; ++n) {
+    terms += " + x" + std::to_string(n);
+    EXPECT_EQ(read("minimize\n obj: " + terms + " subject"), QBR_RES_ERR_LP_FORMAT) << n;
+    EXPECT_EQ(read("minimize\n obj: " + terms + "\nsubject\nto\n c: x0 >= 1\nend\n"), QBR_RES_OK) << n;
+  }
+}

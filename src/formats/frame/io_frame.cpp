@@ -108,7 +108,7 @@ QBRrescode dispatch_read(Task& t, platform::InStream& in, int32_t format, const 
     case QBR_DATA_FORMAT_FREE_MPS:
       return read_mps(t, in, QBR_MPS_FORMAT_FREE, name);
     case QBR_DATA_FORMAT_LP:
-      return read_lp(t, in);
+      return read_lp(t, in, name);
     default:
       // PTF is read only from a string; OPF, task, CBF and JSON task readers are not part
       // of this library yet.

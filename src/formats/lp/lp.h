@@ -8,7 +8,8 @@
 
 namespace qubor::formats {
 
-QBRrescode read_lp(task::Task& t, platform::InStream& in);
+// `name` (the file's, or "") is used in the message of a failed stream.
+QBRrescode read_lp(task::Task& t, platform::InStream& in, const char* name);
 QBRrescode write_lp(task::Task& t, TextWriter& out);
 
 }  // namespace qubor::formats

@@ -63,6 +63,7 @@ struct Token {
 class TokenText {
  public:
   std::string_view keep(std::string_view s) {
+    if (s.empty()) return {};
     if (s.size() > room_) {
       const size_t size = std::max(kBlock, s.size());
       blocks_.emplace_back(new char[size]);
@@ -224,14 +225,11 @@ void merge(QTriplets* q) {
 
 class LpParser {
  public:
-  LpParser(Task& t, Tokenizer& tokens, std::vector<Token>& window)
-      : t_(t), tokens_(tokens), toks_(window) {}
+  LpParser(Task& t, Tokenizer& tokens, std::vector<Token>& window, const char* name)
+      : t_(t), tokens_(tokens), toks_(window), name_(name ? name : "") {}
 
   QBRrescode run() {
-    const QBRrescode r = parse();
-    // A stream that failed ended the text early: that, not the syntax, is the fault.
-    if (tokens_.failed()) return QBR_REPORT(t_, QBR_RES_ERR_FILE_READ, "");
-    QUBOR_TRY(r);
+    QUBOR_TRY(parse());
     return load();
   }
 
@@ -248,9 +246,10 @@ class LpParser {
     }
     return toks_[std::min(i, base_ + toks_.size() - 1) - base_];
   }
-  const Token& cur() { return at(pos_); }
-  const Token& peek(size_t k = 1) { return at(pos_ + k); }
-  const Token& prev() { return at(pos_ - 1); }
+  // Copies: reaching a later token may move the window's storage.
+  Token cur() { return at(pos_); }
+  Token peek(size_t k = 1) { return at(pos_ + k); }
+  Token prev() { return at(pos_ - 1); }
   // Drops the tokens before the previous one; called where no position is held for a return.
   void release() {
     if (pos_ - base_ < kKeep) return;
@@ -260,7 +259,14 @@ class LpParser {
   static constexpr size_t kKeep = size_t{1} << 14;
   bool at_op(const char* o) { return cur().kind == Tok::kOp && cur().text == o; }
   QBRrescode syntax() {
-    return QBR_REPORT(t_, QBR_RES_ERR_LP_FORMAT, cur().kind == Tok::kEnd ? last_line_ : cur().line);
+    if (cur().kind == Tok::kEnd) return at_end(QBR_RES_ERR_LP_FORMAT);
+    return QBR_REPORT(t_, QBR_RES_ERR_LP_FORMAT, cur().line);
+  }
+  // A fault met at the end of the text; when the stream failed, the text ended early and
+  // that is the fault reported.
+  QBRrescode at_end(QBRrescode code) {
+    if (tokens_.failed()) return QBR_REPORT(t_, QBR_RES_ERR_FILE_READ, name_);
+    return QBR_REPORT(t_, code, last_line_);
   }
   // A section keyword where a new statement would begin.
   bool at_section() {
@@ -298,6 +304,7 @@ class LpParser {
   Task& t_;
   Tokenizer& tokens_;
   std::vector<Token>& toks_;
+  std::string name_;
   size_t base_ = 0;  // position of toks_[0]
   bool ended_ = false;
   size_t pos_ = 0;
@@ -619,7 +626,7 @@ QBRrescode LpParser::parse() {
     qobj_ = std::move(obj.q);
   }
   for (;;) {
-    if (cur().kind == Tok::kEnd) return QBR_REPORT(t_, QBR_RES_ERR_READ_LP_MISSING_END_TAG, last_line_);
+    if (cur().kind == Tok::kEnd) return at_end(QBR_RES_ERR_READ_LP_MISSING_END_TAG);
     w = keyword(cur());
     if (w == Word::kEnd) return QBR_RES_OK;
     if (!at_section()) return syntax();
@@ -692,11 +699,11 @@ QBRrescode LpParser::load() {
 
 }  // namespace
 
-QBRrescode read_lp(Task& t, platform::InStream& in) {
+QBRrescode read_lp(Task& t, platform::InStream& in, const char* name) {
   std::vector<Token> toks;
   TokenText text;
   Tokenizer tokenizer(in, t.ipar(QBR_IPAR_READ_LP_QUOTED_NAMES) != 0, text);
-  LpParser parser(t, tokenizer, toks);
+  LpParser parser(t, tokenizer, toks, name);
   return parser.run();
 }
 
