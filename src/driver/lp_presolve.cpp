@@ -53,17 +53,13 @@ void to_interior_form(const presolve::LpProblem& p, interior::LpProblem& lp) {
   lp.row_up.assign(p.ru.begin(), p.ru.end());
 }
 
-// The reduced run's values in the form postsolve reads; status keys are left to postsolve.
+// The part of the reduced run's solution that postsolve reads (x, y and the bound duals);
+// status keys are left empty for postsolve to derive.
 void to_reduced_solution(const interior::IpResult& r, presolve::LpSolution& s) {
   s.xx.assign(r.x.begin(), r.x.end());
-  s.xc.assign(r.xc.begin(), r.xc.end());
   s.y.assign(r.y.begin(), r.y.end());
   s.slx.assign(r.slx.begin(), r.slx.end());
   s.sux.assign(r.sux.begin(), r.sux.end());
-  s.slc.assign(r.slc.begin(), r.slc.end());
-  s.suc.assign(r.suc.begin(), r.suc.end());
-  s.skx.clear();
-  s.skc.clear();
 }
 
 void from_solution(const presolve::LpSolution& s, interior::IpResult& r) {

@@ -345,27 +345,25 @@ void HomogeneousSolver::gondzio(NormalEquations& ne, Direction& d, double& alpha
     if (p > hi) return std::max(hi - p, -hi);
     return 0.0;
   };
-  std::vector<double>& rxs2 = rxs2_;
-  std::vector<double>& rwv2 = rwv2_;
-  rxs2.resize(n_);
-  rwv2.resize(n_);
+  rxs2_.resize(n_);
+  rwv2_.resize(n_);
   for (int32_t k = 0; k < max_cor_; ++k) {
     const double at = std::min(1.0, 1.5 * alpha + 0.1);
     for (size_t j = 0; j < n_; ++j) {
-      rxs2[j] = rxs_[j];
-      rwv2[j] = rwv_[j];
+      rxs2_[j] = rxs_[j];
+      rwv2_[j] = rwv_[j];
       if (sf_.kind[j] == ColKind::kFree) continue;
-      rxs2[j] += target((x_[j] + at * d.dx[j]) * (s_[j] + at * d.ds[j]));
+      rxs2_[j] += target((x_[j] + at * d.dx[j]) * (s_[j] + at * d.ds[j]));
       if (sf_.kind[j] == ColKind::kBoxed)
-        rwv2[j] += target((w_[j] + at * d.dw[j]) * (v_[j] + at * d.dv[j]));
+        rwv2_[j] += target((w_[j] + at * d.dw[j]) * (v_[j] + at * d.dv[j]));
     }
     const double rtk2 = rtk_ + target((tau_ + at * d.dtau) * (kappa_ + at * d.dkappa));
-    if (!solve_direction(ne, eta_, rxs2, rwv2, rtk2, trial_)) return;
+    if (!solve_direction(ne, eta_, rxs2_, rwv2_, rtk2, trial_)) return;
     const double a2 = std::min(1.0, max_step(trial_));
     if (a2 < 1.01 * alpha) return;
     std::swap(d, trial_);
-    rxs_.swap(rxs2);
-    rwv_.swap(rwv2);
+    rxs_.swap(rxs2_);
+    rwv_.swap(rwv2_);
     rtk_ = rtk2;
     alpha = a2;
     if (alpha >= 0.9999) return;

@@ -18,7 +18,32 @@ struct Model {
   double reference;  // NAN for an infeasible model
 };
 
-class NetlibTest : public ::testing::TestWithParam<Model> {};
+// An environment and a task holding one model of the instance sets, deleted with the test.
+class ModelTask {
+ protected:
+  ~ModelTask() {
+    QBR_deletetask(&task);
+    QBR_deleteenv(&env);
+  }
+  // Reads set/name into a fresh task set to one thread; false when the data is not installed.
+  bool load(const char* set, const char* name) {
+    const std::string path = std::string(QUBOR_TEST_DATA_DIR) + "/" + set + "/" + name + ".mps.gz";
+    if (!std::ifstream(path)) return false;
+    if (env == nullptr) {
+      EXPECT_EQ(QBR_makeenv(&env, nullptr), QBR_RES_OK);
+    }
+    QBR_deletetask(&task);
+    EXPECT_EQ(QBR_maketask(env, 0, 0, &task), QBR_RES_OK);
+    EXPECT_EQ(QBR_readdata(task, path.c_str()), QBR_RES_OK) << path;
+    QBR_putintparam(task, QBR_IPAR_NUM_THREADS, 1);
+    return true;
+  }
+  QBRenv_t env = nullptr;
+  QBRtask_t task = nullptr;
+};
+
+class NetlibTest : public ::testing::TestWithParam<Model>, protected ModelTask {};
+class DataTest : public ::testing::Test, protected ModelTask {};
 
 // Largest |A'y + slx - sux| relative to the ray's dual objective.
 double certificate_violation(QBRtask_t task, double* dobj) {
@@ -97,16 +122,9 @@ double dual_scale(QBRtask_t task) {
 // postsolved duals must be as feasible as the optimizer's own.
 TEST_P(NetlibTest, SolvesToTheReference) {
   const Model& model = GetParam();
-  const std::string path = std::string(QUBOR_TEST_DATA_DIR) + "/" + model.set + "/" + model.name + ".mps.gz";
-  if (!std::ifstream(path)) GTEST_SKIP() << "instance data not installed: " << path;
-  QBRenv_t env = nullptr;
-  ASSERT_EQ(QBR_makeenv(&env, nullptr), QBR_RES_OK);
   for (QBRint32t presolve : {QBR_PRESOLVE_MODE_OFF, QBR_PRESOLVE_MODE_FREE}) {
     SCOPED_TRACE(presolve == QBR_PRESOLVE_MODE_OFF ? "presolve off" : "presolve on");
-    QBRtask_t task = nullptr;
-    ASSERT_EQ(QBR_maketask(env, 0, 0, &task), QBR_RES_OK);
-    ASSERT_EQ(QBR_readdata(task, path.c_str()), QBR_RES_OK) << path;
-    QBR_putintparam(task, QBR_IPAR_NUM_THREADS, 1);
+    if (!load(model.set, model.name)) GTEST_SKIP() << "instance data not installed";
     QBR_putintparam(task, QBR_IPAR_PRESOLVE_USE, presolve);
     QBRrescode trm = -1;
     ASSERT_EQ(QBR_optimizetrm(task, &trm), QBR_RES_OK);
@@ -132,9 +150,7 @@ TEST_P(NetlibTest, SolvesToTheReference) {
       // Postsolve may lose a little of the reduced run's dual accuracy, never more.
       EXPECT_LE(max_dual_violation(task), 1e-7 * dual_scale(task));
     }
-    QBR_deletetask(&task);
   }
-  QBR_deleteenv(&env);
 }
 
 // Chosen for coverage: plain (afiro), ranged rows (boeing1), free variables (vtp.base, pilot4),
@@ -201,15 +217,8 @@ double ray_violation(QBRtask_t task, double* cx) {
 
 // cplex1 is primal infeasible and has an improving ray as well (its recession problem boxed to
 // [-1, 1] has the value -1000), so either certificate is a right answer; it must check out.
-TEST(NetlibInfeasible, PrimalAndDualInfeasibleModelGetsAValidCertificate) {
-  const std::string path = std::string(QUBOR_TEST_DATA_DIR) + "/netlib-infeasible/cplex1.mps.gz";
-  if (!std::ifstream(path)) GTEST_SKIP() << "instance data not installed: " << path;
-  QBRenv_t env = nullptr;
-  QBRtask_t task = nullptr;
-  ASSERT_EQ(QBR_makeenv(&env, nullptr), QBR_RES_OK);
-  ASSERT_EQ(QBR_maketask(env, 0, 0, &task), QBR_RES_OK);
-  ASSERT_EQ(QBR_readdata(task, path.c_str()), QBR_RES_OK);
-  QBR_putintparam(task, QBR_IPAR_NUM_THREADS, 1);
+TEST_F(DataTest, PrimalAndDualInfeasibleModelGetsAValidCertificate) {
+  if (!load("netlib-infeasible", "cplex1")) GTEST_SKIP() << "instance data not installed";
   ASSERT_EQ(QBR_optimize(task), QBR_RES_OK);
   QBRint32t solsta = -1;
   QBR_getsolsta(task, QBR_SOL_ITR, &solsta);
@@ -223,22 +232,13 @@ TEST(NetlibInfeasible, PrimalAndDualInfeasibleModelGetsAValidCertificate) {
     EXPECT_LT(ray_violation(task, &cx), 1e-4);
     EXPECT_LT(cx, 0.0);
   }
-  QBR_deletetask(&task);
-  QBR_deleteenv(&env);
 }
 
 // The continuous relaxation of mas74: costs near 1e4 against right-hand sides near 1. The
 // homogeneous iterate shrinks by orders of magnitude on the way, and a scaled-down optimal
 // iterate once passed the primal certificate's ratio test.
-TEST(BadlyScaled, RelaxationOfMas74IsOptimalNotInfeasible) {
-  const std::string path = std::string(QUBOR_TEST_DATA_DIR) + "/miplib/mas74.mps.gz";
-  if (!std::ifstream(path)) GTEST_SKIP() << "instance data not installed: " << path;
-  QBRenv_t env = nullptr;
-  QBRtask_t task = nullptr;
-  ASSERT_EQ(QBR_makeenv(&env, nullptr), QBR_RES_OK);
-  ASSERT_EQ(QBR_maketask(env, 0, 0, &task), QBR_RES_OK);
-  ASSERT_EQ(QBR_readdata(task, path.c_str()), QBR_RES_OK);
-  QBR_putintparam(task, QBR_IPAR_NUM_THREADS, 1);
+TEST_F(DataTest, RelaxationOfBadlyScaledMas74IsOptimalNotInfeasible) {
+  if (!load("miplib", "mas74")) GTEST_SKIP() << "instance data not installed";
   QBR_putintparam(task, QBR_IPAR_MIO_MODE, QBR_MIO_MODE_IGNORED);
   for (QBRint32t presolve : {QBR_PRESOLVE_MODE_OFF, QBR_PRESOLVE_MODE_FREE}) {
     QBR_putintparam(task, QBR_IPAR_PRESOLVE_USE, presolve);
@@ -250,8 +250,6 @@ TEST(BadlyScaled, RelaxationOfMas74IsOptimalNotInfeasible) {
     QBR_getprimalobj(task, QBR_SOL_ITR, &pobj);
     EXPECT_NEAR(pobj, 10482.79528, 1e-6 * 10482.79528);
   }
-  QBR_deletetask(&task);
-  QBR_deleteenv(&env);
 }
 
 }  // namespace
