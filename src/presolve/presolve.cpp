@@ -36,37 +36,45 @@ PresolveResult::PresolveResult(PresolveResult&&) noexcept = default;
 PresolveResult& PresolveResult::operator=(PresolveResult&&) noexcept = default;
 
 Presolver::Presolver(const LpProblem& p, const PresolveOptions& opt, PostsolveStack& stack, PresolveStats& stats)
-    : w_(p, opt), opt_(opt), stack_(stack), stats_(stats) {}
+    : w_(p, opt), opt_(opt), stack_(stack), stats_(stats),
+      eliminator_tested_(static_cast<size_t>(p.n), 0, opt.mem) {}
 
 PresolveStatus Presolver::run(const LogSink* log) {
   const int32_t max_pass = opt_.max_num_pass < 0 ? 64 : opt_.max_num_pass;
-  tighten_bounds();
+  // Runs one family and charges its time.
+  const auto timed = [this](int k, int32_t (Presolver::*family)()) {
+    const double t0 = platform::wall_seconds();
+    const int32_t changed = (this->*family)();
+    stats_.family_time[k] += platform::wall_seconds() - t0;
+    return changed;
+  };
+  timed(0, &Presolver::tighten_bounds);
   bool lindep_done = !opt_.lindep_use;
   for (int32_t pass = 0; pass < max_pass && can_reduce(); ++pass) {
     ++stats_.passes;
-    int32_t changed = remove_empty_rows();
-    changed += remove_fixed_and_empty_columns();
-    changed += singleton_rows();
-    changed += remove_fixed_and_empty_columns();
-    changed += forcing_and_redundant_rows();
-    changed += dominated_columns();
-    changed += column_singletons();
-    changed += fourier_motzkin_columns();
-    changed += doubleton_equations();
+    int32_t changed = timed(1, &Presolver::remove_empty_rows);
+    changed += timed(2, &Presolver::remove_fixed_and_empty_columns);
+    changed += timed(3, &Presolver::singleton_rows);
+    changed += timed(2, &Presolver::remove_fixed_and_empty_columns);
+    changed += timed(4, &Presolver::forcing_and_redundant_rows);
+    changed += timed(5, &Presolver::dominated_columns);
+    changed += timed(6, &Presolver::column_singletons);
+    changed += timed(7, &Presolver::fourier_motzkin_columns);
+    changed += timed(8, &Presolver::doubleton_equations);
     if (changed > 0) continue;
-    changed += duplicate_rows();
-    changed += duplicate_columns();
+    changed += timed(9, &Presolver::duplicate_rows);
+    changed += timed(10, &Presolver::duplicate_columns);
     if (!lindep_done && can_reduce()) {
       linalg::log_printf(log, 2, "Linear dependency checker started.\n");
       const double t0 = platform::wall_seconds();
-      changed += linear_dependent_rows();
+      changed += timed(11, &Presolver::linear_dependent_rows);
       stats_.lindep_time += platform::wall_seconds() - t0;
       lindep_done = true;
       linalg::log_printf(log, 2, "Linear dependency checker terminated.\n");
     }
     if (can_reduce()) {
       const double t0 = platform::wall_seconds();
-      changed += eliminate_free_columns();
+      changed += timed(12, &Presolver::eliminate_free_columns);
       stats_.eli_time += platform::wall_seconds() - t0;
     }
     if (changed == 0) {
@@ -171,7 +179,9 @@ PresolveResult presolve(const LpProblem& problem, const PresolveOptions& options
     linalg::log_printf(log, 1, "Presolve started.\n");
     Presolver engine(problem, options, stack, s);
     r.status = engine.run(log);
+    const double t1 = platform::wall_seconds();
     if (r.status == PresolveStatus::kReduced) build_reduced(engine.problem(), r);
+    s.family_time[13] = platform::wall_seconds() - t1;
   }
   s.rows_after = r.reduced.m;
   s.cols_after = r.reduced.n;

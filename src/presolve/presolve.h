@@ -29,6 +29,7 @@
 #include <cmath>
 #include <cstdint>
 #include <memory>
+#include <iterator>
 #include <memory_resource>
 #include <vector>
 
@@ -101,6 +102,12 @@ struct PresolveStats {
   bool lindep_incomplete = false;  // the check stopped at its work limit
   int32_t eliminated = 0;          // free or implied-free columns substituted out
   double time = 0.0, eli_time = 0.0, lindep_time = 0.0;  // wall seconds
+  // Wall seconds spent in each family of reductions, in the order of kFamilyNames.
+  static constexpr const char* kFamilyNames[] = {"bounds", "empty", "fixed", "singleton rows", "forcing",
+                                                 "dominated", "column singletons", "fourier-motzkin",
+                                                 "doubletons", "duplicate rows", "duplicate columns",
+                                                 "lindep", "eliminator", "reduced problem"};
+  double family_time[std::size(kFamilyNames)] = {};
 };
 
 enum class PresolveStatus {

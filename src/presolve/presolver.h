@@ -86,6 +86,9 @@ class Presolver {
   PresolveStatus status_ = PresolveStatus::kReduced;
   int32_t eliminator_rounds_ = 0;
   int32_t eliminator_cursor_ = 0;
+  // Clock at which the eliminator last found column j unusable; it looks again only once
+  // the column or one of its rows has changed.
+  Vec<uint64_t> eliminator_tested_;
   // Singletons with a cost in equality rows are absorbed only once the rest has run dry:
   // the equality is worth more to the eliminator than the column.
   bool absorb_costly_ = false;

@@ -63,6 +63,7 @@ void Presolver::singleton_row_to_bounds(int32_t i, int32_t j) {
   }
   s.v[5] = w_.l[j];
   s.v[6] = w_.u[j];
+  w_.touch_bounds(j);
   w_.remove_row(i);
   ++stats_.reductions;
   if (w_.l[j] > w_.u[j]) set_status(PresolveStatus::kPrimalInfeasible);
@@ -97,6 +98,7 @@ void Presolver::absorb_slack_column(int32_t j, int32_t i) {
     if (e.index == j) continue;
     stack_.add_entry(s, e.index, e.value);
     w_.c[e.index] -= g * e.value;
+    if (g != 0.0) w_.touch_col(e.index);
   }
   if (g != 0.0) w_.c0 += g * w_.rl[i];
   const double min_ax = a > 0 ? a * l : a * u, max_ax = a > 0 ? a * u : a * l;
@@ -144,10 +146,14 @@ void Presolver::substitute(int32_t j, int32_t i, int32_t row_key, int32_t partne
       if (t.index != j) w_.add_to_entry(r, t.index, f * t.value);
     if (finite(w_.rl[r])) w_.rl[r] += f * b;
     if (finite(w_.ru[r])) w_.ru[r] += f * b;
+    w_.touch_row(r);
   }
   const double g = -w_.c[j] / a;
-  for (const Entry& t : row)
-    if (t.index != j) w_.c[t.index] += g * t.value;
+  for (const Entry& t : row) {
+    if (t.index == j) continue;
+    w_.c[t.index] += g * t.value;
+    if (g != 0.0) w_.touch_col(t.index);
+  }
   w_.c0 += w_.c[j] * b / a;
   w_.remove_col(j);
   w_.remove_row(i);
@@ -171,12 +177,16 @@ void Presolver::substitute_activity(int32_t j, int32_t i) {
     w_.add_to_entry(r, j, f - e.value);
   }
   const double g = w_.c[j] / a;
-  for (const Entry& t : row)
-    if (t.index != j) w_.c[t.index] -= g * t.value;
+  for (const Entry& t : row) {
+    if (t.index == j) continue;
+    w_.c[t.index] -= g * t.value;
+    if (g != 0.0) w_.touch_col(t.index);
+  }
   w_.c[j] = g;
   w_.l[j] = w_.rl[i];
   w_.u[j] = w_.ru[i];
   w_.remove_row(i);
+  w_.touch_bounds(j);
   ++stats_.reductions;
 }
 
@@ -184,6 +194,7 @@ void Presolver::tighten_row_to_side(int32_t i, int32_t side) {
   Step& s = stack_.push(StepKind::kRowToSide, i, -1, -1, {});
   s.side = side;
   if (side > 0) w_.rl[i] = w_.ru[i]; else w_.ru[i] = w_.rl[i];
+  w_.touch_row(i);
   ++stats_.reductions;
 }
 

@@ -90,6 +90,7 @@ int32_t Presolver::duplicate_rows() {
         }
         s.v[5] = w_.rl[i];
         s.v[6] = w_.ru[i];
+        w_.touch_row(i);
         w_.remove_row(k);
         ++stats_.reductions;
         ++count;
@@ -156,6 +157,7 @@ int32_t Presolver::duplicate_columns() {
         w_.l[j] = finite(w_.l[j]) && finite(add_lo) ? w_.l[j] + add_lo : -kInf;
         w_.u[j] = finite(w_.u[j]) && finite(add_hi) ? w_.u[j] + add_hi : kInf;
         w_.remove_col(k);
+        w_.touch_bounds(j);
         ++stats_.reductions;
         ++count;
       }

@@ -77,10 +77,13 @@ int32_t Presolver::tighten_bounds() {
   for (int32_t j = 0; j < w_.n; ++j) {
     if (!w_.col_active[j]) continue;
     const double l = round_lower(j, w_.l[j]), u = round_upper(j, w_.u[j]);
+    const bool crossing = l > u && bounds_equal(u, l);
+    if (l == w_.l[j] && u == w_.u[j] && !crossing) continue;
     if (l != w_.l[j] || u != w_.u[j]) ++count;
     w_.l[j] = l;
     w_.u[j] = u;
-    if (l > u && bounds_equal(u, l)) w_.l[j] = w_.u[j] = w_.integer(j) ? std::round(l) : 0.5 * (l + u);
+    if (crossing) w_.l[j] = w_.u[j] = w_.integer(j) ? std::round(l) : 0.5 * (l + u);
+    w_.touch_bounds(j);
   }
   return count;
 }

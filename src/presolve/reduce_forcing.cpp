@@ -67,10 +67,12 @@ int32_t Presolver::forcing_and_redundant_rows() {
       ++count;
     } else if (finite(rl) && ilo >= rl - tol_l) {
       w_.rl[i] = -kInf;
+      w_.touch_row(i);
       valid[i] = 0;
       ++count;
     } else if (finite(ru) && ihi <= ru + tol_u) {
       w_.ru[i] = kInf;
+      w_.touch_row(i);
       valid[i] = 0;
       ++count;
     }

@@ -79,6 +79,8 @@ void Presolver::combine_rows_through(int32_t j, int32_t p, int32_t q) {
   const double shift = ap * (finite(w_.l[j]) ? w_.l[j] : w_.u[j]);
   if (finite(w_.rl[p])) w_.rl[p] -= shift;
   if (finite(w_.ru[p])) w_.ru[p] -= shift;
+  w_.touch_row(p);
+  w_.touch_row(q);
   w_.remove_col(j);
   ++stats_.reductions;
 }

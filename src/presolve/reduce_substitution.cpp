@@ -96,6 +96,7 @@ int32_t Presolver::column_singletons() {
         return count;
       }
       w_.rl[i] = w_.ru[i] = side;
+      w_.touch_row(i);
       key = lower ? kKeyLower : kKeyUpper;
     }
     substitute(j, i, key, -1, 0.0, 0.0);
@@ -135,11 +136,77 @@ int32_t Presolver::doubleton_equations() {
       }
       w_.l[k] = w_.u[k] = 0.5 * (w_.l[k] + w_.u[k]);
     }
+    if (w_.l[k] != lkb || w_.u[k] != ukb) w_.touch_bounds(k);
     substitute(j, i, kKeyFixed, k, lkb, ukb);
     ++count;
   }
   return count;
 }
+
+// A quick necessary condition for implied_free with implied bounds: the activity range of
+// every row over the tightest bounds of its columns, taken once per round, gives x_j the
+// tightest range the exact test could find. Columns whose bounds even that range does not
+// imply are not tested further; rows changed since are left to the exact test.
+class OptimisticActivity {
+ public:
+  OptimisticActivity(const WorkProblem& w, const ImpliedBounds& b)
+      : w_(w), b_(b), clock_(w.clock), act_(static_cast<size_t>(w.m), ActivityBounds{}, b.lo.get_allocator()),
+        scale_min_(static_cast<size_t>(w.m), 0.0, b.lo.get_allocator()),
+        scale_max_(static_cast<size_t>(w.m), 0.0, b.lo.get_allocator()) {
+    for (int32_t i = 0; i < w.m; ++i) {
+      if (!w.row_active[i]) continue;
+      ActivityBounds& a = act_[static_cast<size_t>(i)];
+      for (const Entry& e : w.rows[i]) {
+        double lo, hi;
+        term(e.index, e.value, lo, hi);
+        if (finite(lo)) a.min += lo; else ++a.min_inf;
+        if (finite(hi)) a.max += hi; else ++a.max_inf;
+        if (finite(lo)) scale_min_[static_cast<size_t>(i)] += std::fabs(lo);
+        if (finite(hi)) scale_max_[static_cast<size_t>(i)] += std::fabs(hi);
+      }
+    }
+  }
+
+  bool may_be_implied_free(int32_t j) const {
+    const bool need_lo = finite(w_.l[j]), need_hi = finite(w_.u[j]);
+    double lo = -kInf, hi = kInf;
+    for (const Entry& e : w_.cols[j]) {
+      const int32_t i = e.index;
+      if (w_.row_stamp[static_cast<size_t>(i)] > clock_) return true;
+      const ActivityBounds& a = act_[static_cast<size_t>(i)];
+      double tmin, tmax;
+      term(j, e.value, tmin, tmax);
+      // The rest of the row without x_j's term.
+      const double rest_min = finite(tmin) ? (a.min_inf == 0 ? a.min - tmin : -kInf) : (a.min_inf == 1 ? a.min : -kInf);
+      const double rest_max = finite(tmax) ? (a.max_inf == 0 ? a.max - tmax : kInf) : (a.max_inf == 1 ? a.max : kInf);
+      // Margins well above the rounding of the sums: the exact test decides near the bounds.
+      const double t_lo = finite(w_.rl[i]) && finite(rest_max)
+                              ? w_.rl[i] - rest_max - 1e-14 * (1.0 + scale_max_[static_cast<size_t>(i)])
+                              : -kInf;
+      const double t_hi = finite(w_.ru[i]) && finite(rest_min)
+                              ? w_.ru[i] - rest_min + 1e-14 * (1.0 + scale_min_[static_cast<size_t>(i)])
+                              : kInf;
+      lo = std::max(lo, e.value > 0 ? t_lo / e.value : t_hi / e.value);
+      hi = std::min(hi, e.value > 0 ? t_hi / e.value : t_lo / e.value);
+    }
+    return (!need_lo || lo >= w_.l[j] - 1e-6 * (1.0 + std::fabs(w_.l[j]))) &&
+           (!need_hi || hi <= w_.u[j] + 1e-6 * (1.0 + std::fabs(w_.u[j])));
+  }
+
+ private:
+  // Least and largest value of a x_k over its tightest bounds.
+  void term(int32_t k, double a, double& lo, double& hi) const {
+    const double l = std::max(w_.l[k], b_.lo[k]), u = std::min(w_.u[k], b_.hi[k]);
+    lo = a > 0 ? a * l : a * u;
+    hi = a > 0 ? a * u : a * l;
+  }
+
+  const WorkProblem& w_;
+  const ImpliedBounds& b_;
+  uint64_t clock_;
+  Vec<ActivityBounds> act_;
+  Vec<double> scale_min_, scale_max_;  // sums of the magnitudes of the finite terms
+};
 
 // Free (or implied-free) columns are substituted out through the equality row whose
 // elimination changes the number of nonzeros least: the entries of row i that rows of column
@@ -176,37 +243,47 @@ int32_t Presolver::eliminate_free_columns() {
   int32_t count = 0;
   ImpliedBounds implied(opt_.mem);
   w_.implied_bounds(implied);
+  const OptimisticActivity optimistic(w_, implied);
   // A round that runs out of work resumes where the previous one stopped.
   int32_t step = 0;
   for (; step < w_.n && can_reduce() && work < budget; ++step) {
     const int32_t j = (eliminator_cursor_ + step) % w_.n;
     if (!w_.col_active[j] || w_.integer(j) || w_.cols[j].size() < 2) continue;
+    if (!w_.col_neighbourhood_changed_since(j, eliminator_tested_[j])) continue;
+    eliminator_tested_[j] = w_.clock;
     const auto& col = w_.cols[j];
-    // Fill is counted only for columns that have a short enough row and are implied free;
+    // Fill is counted only for columns that have a row it may pivot on and are implied free;
     // both tests are cheaper than counting fill.
+    const double col_max = max_abs(col);
+    const auto pivot_row = [&](const Entry& e) {
+      const int32_t i = e.index;
+      if (std::fabs(e.value) < kPivotTol * col_max) return false;
+      // The product bounds the new entries; only promising pairs are counted exactly.
+      const int64_t bound = static_cast<int64_t>(w_.rows[i].size() - 1) * static_cast<int64_t>(col.size() - 1);
+      if (bound > 400) return false;
+      // Through an inequality x_j becomes the row's activity: the column stays, one entry
+      // shorter. Of two entries, it is then a singleton that goes as a slack or singleton
+      // of its last row; longer columns are turned only through doubleton rows, whose
+      // activity is x_j shifted by one other column.
+      return w_.rl[i] == w_.ru[i] || col.size() == 2 || w_.rows[i].size() == 2;
+    };
     bool short_row = false;
     for (const Entry& e : col)
       short_row = short_row || static_cast<int64_t>(w_.rows[e.index].size() - 1) *
                                        static_cast<int64_t>(col.size() - 1) <= 400;
     if (!short_row) continue;
     for (const Entry& e : col) work += static_cast<int64_t>(w_.rows[e.index].size());
-    if (!implied_free(w_, &implied, j, opt_.tol_x)) continue;
-    const double col_max = max_abs(col);
+    if (std::none_of(col.begin(), col.end(), pivot_row)) continue;
+    if (!optimistic.may_be_implied_free(j) || !implied_free(w_, &implied, j, opt_.tol_x)) continue;
     int32_t best = -1;
     int64_t best_fill = max_fill + 1;
     for (const Entry& e : col) {
       const int32_t i = e.index;
-      if (std::fabs(e.value) < kPivotTol * col_max) continue;
-      // The product bounds the new entries; only promising pairs are counted exactly.
       const int64_t bound = static_cast<int64_t>(w_.rows[i].size() - 1) * static_cast<int64_t>(col.size() - 1);
-      if (bound > 400) continue;
+      if (std::fabs(e.value) < kPivotTol * col_max || bound > 400) continue;
       work += bound + static_cast<int64_t>(col.size() * w_.rows[i].size());
-      // Through an inequality x_j becomes the row's activity: the column stays, one entry
-      // shorter. Of two entries, it is then a singleton that goes as a slack or singleton
-      // of its last row; longer columns are turned only through doubleton rows, whose
-      // activity is x_j shifted by one other column.
+      if (!pivot_row(e)) continue;
       const bool equality = w_.rl[i] == w_.ru[i];
-      if (!equality && col.size() != 2 && w_.rows[i].size() != 2) continue;
       const int64_t fill = net_fill(w_, j, i) + (equality || col.size() == 2 ? 0 : static_cast<int64_t>(col.size() - 1));
       if (!equality && fill > max_fill_activity) continue;
       if (fill < best_fill || (fill == best_fill && equality && best >= 0 && w_.rl[best] != w_.ru[best])) {
@@ -221,6 +298,9 @@ int32_t Presolver::eliminate_free_columns() {
     ++count;
   }
   eliminator_cursor_ = w_.n > 0 ? (eliminator_cursor_ + step) % w_.n : 0;
+  // Bounds implied through rows farther away than the stamps reach may have changed: once a
+  // round finds nothing, the next one looks at every column again.
+  if (count == 0) std::fill(eliminator_tested_.begin(), eliminator_tested_.end(), 0);
   return count;
 }
 

@@ -29,7 +29,8 @@ WorkProblem::WorkProblem(const LpProblem& p, const PresolveOptions& opt)
       ru(p.ru.begin(), p.ru.end(), opt.mem), c0(p.c0), is_int(p.is_int.begin(), p.is_int.end(), opt.mem),
       col_active(static_cast<size_t>(p.n), 1, opt.mem), row_active(static_cast<size_t>(p.m), 1, opt.mem),
       active_rows(p.m), active_cols(p.n), nnz(0), tol_aij(opt.tol_aij),
-      scratch(static_cast<size_t>(p.n), -1, opt.mem), row_version(static_cast<size_t>(p.m), 0, opt.mem) {
+      scratch(static_cast<size_t>(p.n), -1, opt.mem), row_version(static_cast<size_t>(p.m), 0, opt.mem),
+      row_stamp(static_cast<size_t>(p.m), 1, opt.mem), col_stamp(static_cast<size_t>(p.n), 1, opt.mem) {
   Vec<int32_t> row_count(static_cast<size_t>(m), 0, opt.mem);
   for (int64_t q = 0; q < p.nnz(); ++q) row_count[static_cast<size_t>(p.rowind[q])]++;
   for (int32_t i = 0; i < m; ++i) rows[i].reserve(static_cast<size_t>(row_count[i]));
@@ -57,6 +58,7 @@ double WorkProblem::coef(int32_t i, int32_t j) const {
 
 void WorkProblem::add_to_entry(int32_t i, int32_t j, double delta) {
   ++row_version[i];
+  row_stamp[i] = col_stamp[j] = ++clock;
   auto& col = cols[j];
   for (Entry& e : col) {
     if (e.index != i) continue;
@@ -79,13 +81,18 @@ void WorkProblem::add_to_entry(int32_t i, int32_t j, double delta) {
 
 void WorkProblem::remove_entry(int32_t i, int32_t j) {
   ++row_version[i];
+  row_stamp[i] = col_stamp[j] = ++clock;
   erase_index(cols[j], i);
   erase_index(rows[i], j);
   --nnz;
 }
 
 void WorkProblem::remove_row(int32_t i) {
-  for (const Entry& e : rows[i]) erase_index(cols[e.index], i);
+  ++clock;
+  for (const Entry& e : rows[i]) {
+    erase_index(cols[e.index], i);
+    col_stamp[e.index] = clock;
+  }
   nnz -= static_cast<int64_t>(rows[i].size());
   rows[i].clear();
   row_active[i] = 0;
@@ -93,9 +100,11 @@ void WorkProblem::remove_row(int32_t i) {
 }
 
 void WorkProblem::remove_col(int32_t j) {
+  ++clock;
   for (const Entry& e : cols[j]) {
     erase_index(rows[e.index], j);
     ++row_version[e.index];
+    row_stamp[e.index] = clock;
   }
   nnz -= static_cast<int64_t>(cols[j].size());
   cols[j].clear();

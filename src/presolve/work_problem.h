@@ -56,6 +56,28 @@ struct WorkProblem {
   Vec<int32_t> scratch;  // n entries, -1 between uses
   Vec<uint32_t> row_version;  // m entries, advanced whenever a row's entries change
 
+  // Change tracking. Every change advances `clock` and stamps what it affects: a row's stamp
+  // moves when its entries, its sides or the bounds of its columns change; a column's when
+  // its entries, bounds or cost change or a row of it goes. A sweep that remembers the clock
+  // at its start needs to look again only at rows and columns stamped later.
+  uint64_t clock = 1;
+  Vec<uint64_t> row_stamp, col_stamp;
+  void touch_row(int32_t i) { row_stamp[static_cast<size_t>(i)] = ++clock; }
+  void touch_col(int32_t j) { col_stamp[static_cast<size_t>(j)] = ++clock; }
+  // After a change of x_j's bounds: stamps the column and its rows, whose activity moved.
+  void touch_bounds(int32_t j) {
+    col_stamp[static_cast<size_t>(j)] = ++clock;
+    for (const Entry& e : cols[static_cast<size_t>(j)]) row_stamp[static_cast<size_t>(e.index)] = clock;
+  }
+  bool row_changed_since(int32_t i, uint64_t since) const { return row_stamp[static_cast<size_t>(i)] > since; }
+  // True when column j, or one of its rows, changed after `since`.
+  bool col_neighbourhood_changed_since(int32_t j, uint64_t since) const {
+    if (col_stamp[static_cast<size_t>(j)] > since) return true;
+    for (const Entry& e : cols[static_cast<size_t>(j)])
+      if (row_stamp[static_cast<size_t>(e.index)] > since) return true;
+    return false;
+  }
+
   bool integer(int32_t j) const { return !is_int.empty() && is_int[static_cast<size_t>(j)] != 0; }
   double coef(int32_t i, int32_t j) const;
   // Adds delta to a_ij, creating the entry when absent and dropping it when it becomes tiny.
