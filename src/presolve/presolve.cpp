@@ -37,7 +37,7 @@ PresolveResult& PresolveResult::operator=(PresolveResult&&) noexcept = default;
 
 Presolver::Presolver(const LpProblem& p, const PresolveOptions& opt, PostsolveStack& stack, PresolveStats& stats)
     : w_(p, opt), opt_(opt), stack_(stack), stats_(stats),
-      eliminator_tested_(static_cast<size_t>(p.n), 0, opt.mem) {}
+      row_finder_(opt.mem), col_finder_(opt.mem), eliminator_tested_(static_cast<size_t>(p.n), 0, opt.mem) {}
 
 PresolveStatus Presolver::run(const LogSink* log) {
   const int32_t max_pass = opt_.max_num_pass < 0 ? 64 : opt_.max_num_pass;
@@ -76,6 +76,14 @@ PresolveStatus Presolver::run(const LogSink* log) {
       const double t0 = platform::wall_seconds();
       changed += timed(12, &Presolver::eliminate_free_columns);
       stats_.eli_time += platform::wall_seconds() - t0;
+    }
+    if (changed == 0 && stats_.reductions != reductions_at_full_sweep_) {
+      // The incremental sweeps see changes in a row or its columns only; bounds implied
+      // through rows farther away are caught by a full sweep before presolve settles.
+      reductions_at_full_sweep_ = stats_.reductions;
+      forcing_clock_ = 0;
+      changed = timed(4, &Presolver::forcing_and_redundant_rows);
+      if (changed > 0) continue;
     }
     if (changed == 0) {
       if (absorb_costly_) break;

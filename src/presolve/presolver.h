@@ -12,6 +12,32 @@
 
 namespace qubor::presolve {
 
+// Parallel rows or columns: hashes kept between sweeps, so that a list is hashed again
+// only when its stamp moved; only hash groups with a changed member are compared, since two
+// unchanged lists were compared when the later of them last changed.
+class ParallelFinder {
+ public:
+  struct Keyed {
+    uint64_t hash;
+    int32_t index;
+  };
+  explicit ParallelFinder(std::pmr::memory_resource* mem);
+  // The lists sharing a hash with a list stamped after `since`, grouped by hash and in index
+  // order within a group. Indices of the lists' entries are below dim.
+  const Vec<Keyed>& candidates(const Vec<Vec<Entry>>& lists, const Vec<uint8_t>& active, const Vec<uint64_t>& stamp,
+                               uint64_t since, int32_t dim);
+  // lambda with b = lambda * a when the lists are parallel, else 0.
+  double parallel_factor(const Vec<Entry>& a, const Vec<Entry>& b);
+
+ private:
+  Vec<uint64_t> hash_;
+  Vec<double> dense_;
+  Vec<uint32_t> mark_;
+  uint32_t tick_ = 0;
+  Vec<Keyed> keyed_;
+  Vec<uint64_t> dirty_;
+};
+
 // A closed interval, for bounds on duals.
 struct Range {
   double lo, hi;
@@ -84,6 +110,11 @@ class Presolver {
   PostsolveStack& stack_;
   PresolveStats& stats_;
   PresolveStatus status_ = PresolveStatus::kReduced;
+  uint64_t forcing_clock_ = 0;  // clock at the start of the last forcing sweep
+  // Duplicate detection keeps its hashes between sweeps.
+  ParallelFinder row_finder_, col_finder_;
+  uint64_t dup_rows_clock_ = 0, dup_cols_clock_ = 0;
+  int64_t reductions_at_full_sweep_ = -1;
   int32_t eliminator_rounds_ = 0;
   int32_t eliminator_cursor_ = 0;
   // Clock at which the eliminator last found column j unusable; it looks again only once

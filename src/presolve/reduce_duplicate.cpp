@@ -1,5 +1,5 @@
 // Duplicate rows and columns: parallel vectors found by hashing the pattern and the values
-// scaled by the first entry, then compared exactly.
+// scaled by the entry of least index, then compared exactly.
 //
 // Rows k = lambda * i: the sides of k, divided by lambda, are intersected with those of i
 // and k is removed. Columns k = lambda * j with c_k = lambda c_j (both continuous): x_j and
@@ -16,54 +16,79 @@ namespace {
 
 constexpr double kParallelTol = 1e-12;
 
-// Entries sorted by index, then a hash of pattern and scaled values.
-uint64_t vector_hash(Vec<Entry>& list) {
-  std::sort(list.begin(), list.end(), [](const Entry& a, const Entry& b) { return a.index < b.index; });
-  uint64_t h = 1469598103934665603ull;
-  const double first = list.front().value;
+// A hash of the pattern and of the values scaled by the entry of least index. Entries are
+// mixed one by one and summed, so the order of the list does not matter and nothing is sorted.
+uint64_t vector_hash(const Vec<Entry>& list) {
+  const Entry* lead = &list.front();
+  for (const Entry& e : list)
+    if (e.index < lead->index) lead = &e;
+  const double inv = 1.0 / lead->value;
+  uint64_t h = static_cast<uint64_t>(list.size()) * 0x9e3779b97f4a7c15ull;
   for (const Entry& e : list) {
-    const double scaled = e.value / first;
     // Round away the last bits so that equal ratios computed differently hash alike.
-    const int64_t q = static_cast<int64_t>(std::llround(scaled * 1e9));
-    h = (h ^ static_cast<uint64_t>(e.index)) * 1099511628211ull;
-    h = (h ^ static_cast<uint64_t>(q)) * 1099511628211ull;
+    const double scaled = std::clamp(e.value * inv * 1e9, -9e18, 9e18);
+    const auto q = static_cast<int64_t>(scaled + (scaled >= 0 ? 0.5 : -0.5));
+    uint64_t x = static_cast<uint64_t>(e.index) * 0xbf58476d1ce4e5b9ull ^ static_cast<uint64_t>(q) * 0x94d049bb133111ebull;
+    x ^= x >> 31;
+    x *= 0xd6e8feb86b1d2d95ull;
+    x ^= x >> 29;
+    h += x;
   }
   return h;
 }
 
-// lambda with b = lambda * a when the sorted lists are parallel, else 0.
-double parallel_factor(const Vec<Entry>& a, const Vec<Entry>& b) {
-  if (a.size() != b.size()) return 0.0;
-  const double lambda = b.front().value / a.front().value;
-  for (size_t p = 0; p < a.size(); ++p) {
-    if (a[p].index != b[p].index) return 0.0;
-    if (std::fabs(b[p].value - lambda * a[p].value) > kParallelTol * std::fabs(b[p].value)) return 0.0;
+}  // namespace
+
+ParallelFinder::ParallelFinder(std::pmr::memory_resource* mem)
+    : hash_(mem), dense_(mem), mark_(mem), keyed_(mem), dirty_(mem) {}
+
+const Vec<ParallelFinder::Keyed>& ParallelFinder::candidates(const Vec<Vec<Entry>>& lists, const Vec<uint8_t>& active,
+                                                             const Vec<uint64_t>& stamp, uint64_t since, int32_t dim) {
+  hash_.resize(lists.size(), 0);
+  dense_.resize(static_cast<size_t>(dim), 0.0);
+  mark_.resize(static_cast<size_t>(dim), 0);
+  dirty_.clear();
+  for (size_t i = 0; i < lists.size(); ++i) {
+    if (!active[i] || lists[i].empty() || stamp[i] <= since) continue;
+    hash_[i] = vector_hash(lists[i]);
+    dirty_.push_back(hash_[i]);
   }
+  keyed_.clear();
+  if (dirty_.empty()) return keyed_;
+  std::sort(dirty_.begin(), dirty_.end());
+  for (size_t i = 0; i < lists.size(); ++i) {
+    if (!active[i] || lists[i].empty()) continue;
+    if (std::binary_search(dirty_.begin(), dirty_.end(), hash_[i])) keyed_.push_back({hash_[i], static_cast<int32_t>(i)});
+  }
+  std::sort(keyed_.begin(), keyed_.end(),
+            [](const Keyed& a, const Keyed& b) { return a.hash != b.hash ? a.hash < b.hash : a.index < b.index; });
+  return keyed_;
+}
+
+double ParallelFinder::parallel_factor(const Vec<Entry>& a, const Vec<Entry>& b) {
+  if (a.size() != b.size()) return 0.0;
+  ++tick_;
+  const Entry* lead = &a.front();
+  for (const Entry& e : a) {
+    dense_[static_cast<size_t>(e.index)] = e.value;
+    mark_[static_cast<size_t>(e.index)] = tick_;
+    if (e.index < lead->index) lead = &e;
+  }
+  double lambda = 0.0;
+  for (const Entry& f : b) {
+    if (f.index == lead->index) lambda = f.value / lead->value;
+    if (mark_[static_cast<size_t>(f.index)] != tick_) return 0.0;
+  }
+  if (lambda == 0.0) return 0.0;
+  for (const Entry& f : b)
+    if (std::fabs(f.value - lambda * dense_[static_cast<size_t>(f.index)]) > kParallelTol * std::fabs(f.value)) return 0.0;
   return lambda;
 }
 
-struct Keyed {
-  uint64_t hash;
-  int32_t index;
-};
-
-// Candidates grouped by hash, in index order within a group.
-Vec<Keyed> sorted_hashes(Vec<Vec<Entry>>& lists, const Vec<uint8_t>& active, std::pmr::memory_resource* mem) {
-  Vec<Keyed> keyed(mem);
-  for (int32_t i = 0; i < static_cast<int32_t>(lists.size()); ++i) {
-    if (!active[i] || lists[i].empty()) continue;
-    keyed.push_back({vector_hash(lists[i]), i});
-  }
-  std::sort(keyed.begin(), keyed.end(),
-            [](const Keyed& a, const Keyed& b) { return a.hash != b.hash ? a.hash < b.hash : a.index < b.index; });
-  return keyed;
-}
-
-}  // namespace
-
 int32_t Presolver::duplicate_rows() {
   int32_t count = 0;
-  Vec<Keyed> keyed = sorted_hashes(w_.rows, w_.row_active, opt_.mem);
+  const auto& keyed = row_finder_.candidates(w_.rows, w_.row_active, w_.row_stamp, dup_rows_clock_, w_.n);
+  dup_rows_clock_ = w_.clock;
   for (size_t g = 0; g < keyed.size() && can_reduce();) {
     size_t end = g + 1;
     while (end < keyed.size() && keyed[end].hash == keyed[g].hash) ++end;
@@ -73,7 +98,7 @@ int32_t Presolver::duplicate_rows() {
       for (size_t q = p + 1; q < end && can_reduce(); ++q) {
         const int32_t k = keyed[q].index;
         if (!w_.row_active[k]) continue;
-        const double lambda = parallel_factor(w_.rows[i], w_.rows[k]);
+        const double lambda = row_finder_.parallel_factor(w_.rows[i], w_.rows[k]);
         if (lambda == 0.0) continue;
         const double lo = lambda > 0 ? w_.rl[k] / lambda : w_.ru[k] / lambda;
         const double hi = lambda > 0 ? w_.ru[k] / lambda : w_.rl[k] / lambda;
@@ -125,7 +150,8 @@ int32_t Presolver::dominated_duplicate(int32_t j, int32_t k, double lambda) {
 
 int32_t Presolver::duplicate_columns() {
   int32_t count = 0;
-  Vec<Keyed> keyed = sorted_hashes(w_.cols, w_.col_active, opt_.mem);
+  const auto& keyed = col_finder_.candidates(w_.cols, w_.col_active, w_.col_stamp, dup_cols_clock_, w_.m);
+  dup_cols_clock_ = w_.clock;
   for (size_t g = 0; g < keyed.size() && can_reduce();) {
     size_t end = g + 1;
     while (end < keyed.size() && keyed[end].hash == keyed[g].hash) ++end;
@@ -135,7 +161,7 @@ int32_t Presolver::duplicate_columns() {
       for (size_t q = p + 1; q < end && can_reduce(); ++q) {
         const int32_t k = keyed[q].index;
         if (!w_.col_active[k] || w_.integer(k)) continue;
-        const double lambda = parallel_factor(w_.cols[j], w_.cols[k]);
+        const double lambda = col_finder_.parallel_factor(w_.cols[j], w_.cols[k]);
         if (lambda == 0.0) continue;
         if (std::fabs(w_.c[k] - lambda * w_.c[j]) > opt_.tol_s * (1.0 + std::fabs(w_.c[k]))) {
           const int32_t r = dominated_duplicate(j, k, lambda);

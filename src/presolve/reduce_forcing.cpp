@@ -36,11 +36,18 @@ ActivityBounds implied_activity(const WorkProblem& w, const ImpliedBounds& b, co
 
 int32_t Presolver::forcing_and_redundant_rows() {
   int32_t count = 0;
+  // Only rows changed since the last sweep are looked at again.
+  Vec<int32_t> rows(opt_.mem);
+  for (int32_t i = 0; i < w_.m; ++i)
+    if (w_.row_active[i] && w_.rows[i].size() >= 2 && w_.row_changed_since(i, forcing_clock_)) rows.push_back(i);
+  forcing_clock_ = w_.clock;
+  if (rows.empty()) return 0;
   ImpliedBounds implied(opt_.mem);
-  w_.implied_bounds(implied);
+  w_.implied_bounds(implied, static_cast<size_t>(4 * rows.size()) < static_cast<size_t>(w_.m) ? &rows : nullptr);
   // Rows whose implied bounds still hold: active and sides unchanged.
   Vec<uint8_t> valid(w_.row_active, opt_.mem);
-  for (int32_t i = 0; i < w_.m && can_reduce(); ++i) {
+  for (size_t k = 0; k < rows.size() && can_reduce(); ++k) {
+    const int32_t i = rows[k];
     if (!w_.row_active[i] || w_.rows[i].size() < 2) continue;
     const ActivityBounds act = w_.activity(i);
     const double lo = act.lo(), hi = act.hi();

@@ -127,21 +127,35 @@ ActivityBounds WorkProblem::activity_without(int32_t i, int32_t skip) const {
 
 ActivityBounds WorkProblem::activity(int32_t i) const { return activity_without(i, -1); }
 
-void WorkProblem::implied_bounds(ImpliedBounds& b) const {
+void WorkProblem::implied_bounds(ImpliedBounds& b, const Vec<int32_t>* subset) const {
   b.lo.assign(l.begin(), l.end());
   b.hi.assign(u.begin(), u.end());
   b.lo_row.assign(static_cast<size_t>(n), -1);
   b.hi_row.assign(static_cast<size_t>(n), -1);
   b.lo_version.assign(static_cast<size_t>(n), 0);
   b.hi_version.assign(static_cast<size_t>(n), 0);
+  // With a subset: the wanted columns, and the rows that hold one of them.
+  Vec<uint8_t> wanted(b.lo.get_allocator()), source(b.lo.get_allocator());
+  if (subset != nullptr) {
+    wanted.assign(static_cast<size_t>(n), 0);
+    source.assign(static_cast<size_t>(m), 0);
+    for (int32_t i : *subset)
+      for (const Entry& e : rows[i]) {
+        if (wanted[e.index]) continue;
+        wanted[e.index] = 1;
+        for (const Entry& f : cols[e.index]) source[f.index] = 1;
+      }
+  }
   for (int32_t i = 0; i < m; ++i) {
     if (!row_active[i] || rows[i].size() < 2) continue;
+    if (subset != nullptr && !source[i]) continue;
     const bool has_l = finite(rl[i]), has_u = finite(ru[i]);
     if (!has_l && !has_u) continue;
     const ActivityBounds act = activity(i);
     if (act.min_inf > 1 && act.max_inf > 1) continue;
     for (const Entry& e : rows[i]) {
       const int32_t j = e.index;
+      if (subset != nullptr && !wanted[j]) continue;
       const double a = e.value;
       // The rest of the row without x_j's term, from the totals.
       const double tmin = a > 0 ? l[j] : u[j], tmax = a > 0 ? u[j] : l[j];

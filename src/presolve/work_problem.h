@@ -90,8 +90,10 @@ struct WorkProblem {
   ActivityBounds activity(int32_t i) const;
   // Activity bounds of row i without column j's term.
   ActivityBounds activity_without(int32_t i, int32_t j) const;
-  // Tightest bounds implied by one row each, over the active rows.
-  void implied_bounds(ImpliedBounds& b) const;
+  // Tightest bounds implied by one row each, over the active rows. With `rows`, only the
+  // columns of those rows get implied bounds (the others keep their own), from the rows
+  // they appear in.
+  void implied_bounds(ImpliedBounds& b, const Vec<int32_t>* rows = nullptr) const;
   // Lower and upper bound of x_k usable in a proof about column `skip_col`: the implied one
   // when its row is unchanged since, does not contain skip_col and is not skip_row.
   // Bounds of x_k that may serve in a test of column skip_col through row skip_row: implied
