@@ -1,6 +1,8 @@
 // Presolve around the linear interior-point optimizer; see lp_presolve.h.
 #include "driver/lp_presolve.h"
 
+#include <utility>
+
 #include "interior/standard_form.h"
 #include "presolve/presolve.h"
 
@@ -95,7 +97,7 @@ bool solve_presolved(task::Task& t, const interior::LpProblem& lp, const interio
   presolve::LpProblem original;
   to_presolve_form(lp, original);
   t.progress(QBR_CALLBACK_BEGIN_PRESOLVE);
-  presolve::PresolveResult pr = presolve::presolve(original, po, &sink);
+  presolve::PresolveResult pr = presolve::presolve(std::move(original), po, &sink);
   t.progress(QBR_CALLBACK_END_PRESOLVE);
   store_presolve_information(t, pr.stats);
   if (pr.status == presolve::PresolveStatus::kPrimalInfeasible ||

@@ -169,11 +169,13 @@ void log_summary(const LogSink* log, const PresolveStats& s, PresolveStatus stat
 
 }  // namespace
 
-PresolveResult presolve(const LpProblem& problem, const PresolveOptions& options, const LogSink* log) {
+PresolveResult presolve(LpProblem input, const PresolveOptions& options, const LogSink* log) {
   const double t0 = platform::wall_seconds();
   PresolveResult r(options.mem);
   PostsolveStack& stack = *r.stack;
-  copy_problem(problem, stack.original);
+  // The stack keeps the input for postsolve; moved when the memory resources agree.
+  stack.original = std::move(input);
+  const LpProblem& problem = stack.original;
   stack.tol_x = std::max(10.0 * options.tol_x, 1e-7);
   PresolveStats& s = r.stats;
   s.rows_before = problem.m;

@@ -154,9 +154,9 @@ class PresolveResult {
   std::pmr::memory_resource* mem_;
 };
 
-// Reduces `problem`. Throws std::bad_alloc on exhaustion of the memory resource; everything
-// else is reported in the result's status. With options.use == 0 the result is the identity.
-PresolveResult presolve(const LpProblem& problem, const PresolveOptions& options,
-                        const LogSink* log = nullptr);
+// Reduces `problem`, which the result keeps for postsolve (pass an rvalue to spare the copy).
+// Throws std::bad_alloc on exhaustion of the memory resource; everything else is reported in
+// the result's status. With options.use == 0 the result is the identity.
+PresolveResult presolve(LpProblem problem, const PresolveOptions& options, const LogSink* log = nullptr);
 
 }  // namespace qubor::presolve

@@ -31,16 +31,36 @@ WorkProblem::WorkProblem(const LpProblem& p, const PresolveOptions& opt)
       active_rows(p.m), active_cols(p.n), nnz(0), tol_aij(opt.tol_aij),
       scratch(static_cast<size_t>(p.n), -1, opt.mem), row_version(static_cast<size_t>(p.m), 0, opt.mem),
       row_stamp(static_cast<size_t>(p.m), 1, opt.mem), col_stamp(static_cast<size_t>(p.n), 1, opt.mem) {
+  // Columns first, duplicate entries summed (pos: where row i sits in the current column) and
+  // tiny ones dropped; the rows follow from the columns, each reserved to its length.
+  Vec<int32_t> pos(static_cast<size_t>(m), -1, opt.mem);
   Vec<int32_t> row_count(static_cast<size_t>(m), 0, opt.mem);
-  for (int64_t q = 0; q < p.nnz(); ++q) row_count[static_cast<size_t>(p.rowind[q])]++;
-  for (int32_t i = 0; i < m; ++i) rows[i].reserve(static_cast<size_t>(row_count[i]));
-  // Duplicate entries of a column are summed, tiny ones dropped.
   for (int32_t j = 0; j < n; ++j) {
+    auto& col = cols[j];
+    col.reserve(static_cast<size_t>(p.colptr[j + 1] - p.colptr[j]));
     for (int64_t q = p.colptr[j]; q < p.colptr[j + 1]; ++q) {
       const int32_t i = p.rowind[q];
-      if (p.val[q] != 0.0) add_to_entry(i, j, p.val[q]);
+      if (p.val[q] == 0.0) continue;
+      if (pos[i] >= 0) {
+        col[static_cast<size_t>(pos[i])].value += p.val[q];
+      } else {
+        pos[i] = static_cast<int32_t>(col.size());
+        col.push_back({i, p.val[q]});
+      }
     }
+    size_t kept = 0;
+    for (const Entry& e : col) {
+      pos[e.index] = -1;
+      if (std::fabs(e.value) < tol_aij) continue;
+      col[kept++] = e;
+      ++row_count[e.index];
+    }
+    col.resize(kept);
   }
+  for (int32_t i = 0; i < m; ++i) rows[i].reserve(static_cast<size_t>(row_count[i]));
+  for (int32_t j = 0; j < n; ++j)
+    for (const Entry& e : cols[j]) rows[e.index].push_back({j, e.value});
+  for (const auto& col : cols) nnz += static_cast<int64_t>(col.size());
 }
 
 double WorkProblem::coef(int32_t i, int32_t j) const {
