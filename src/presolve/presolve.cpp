@@ -37,7 +37,8 @@ PresolveResult& PresolveResult::operator=(PresolveResult&&) noexcept = default;
 
 Presolver::Presolver(const LpProblem& p, const PresolveOptions& opt, PostsolveStack& stack, PresolveStats& stats)
     : w_(p, opt), opt_(opt), stack_(stack), stats_(stats),
-      row_finder_(opt.mem), col_finder_(opt.mem), eliminator_tested_(static_cast<size_t>(p.n), 0, opt.mem) {}
+      row_finder_(opt.mem), col_finder_(opt.mem), eliminator_tested_(static_cast<size_t>(p.n), 0, opt.mem),
+      singleton_tested_(static_cast<size_t>(p.n), 0, opt.mem) {}
 
 PresolveStatus Presolver::run(const LogSink* log) {
   const int32_t max_pass = opt_.max_num_pass < 0 ? 64 : opt_.max_num_pass;
@@ -57,11 +58,18 @@ PresolveStatus Presolver::run(const LogSink* log) {
     changed += timed(3, &Presolver::singleton_rows);
     changed += timed(2, &Presolver::remove_fixed_and_empty_columns);
     changed += timed(4, &Presolver::forcing_and_redundant_rows);
-    changed += timed(5, &Presolver::dominated_columns);
+    // The dual bounds take whole sweeps: after the first pass they are recomputed only once
+    // the cheap reductions have run dry, and only when something changed since.
+    if (pass == 0) changed += timed(5, &Presolver::dominated_columns);
     changed += timed(6, &Presolver::column_singletons);
     changed += timed(7, &Presolver::fourier_motzkin_columns);
     changed += timed(8, &Presolver::doubleton_equations);
     if (changed > 0) continue;
+    if (w_.clock != dominated_clock_) {
+      changed = timed(5, &Presolver::dominated_columns);
+      dominated_clock_ = w_.clock;
+      if (changed > 0) continue;
+    }
     changed += timed(9, &Presolver::duplicate_rows);
     changed += timed(10, &Presolver::duplicate_columns);
     if (!lindep_done && can_reduce()) {
@@ -88,6 +96,7 @@ PresolveStatus Presolver::run(const LogSink* log) {
     if (changed == 0) {
       if (absorb_costly_) break;
       absorb_costly_ = true;
+      std::fill(singleton_tested_.begin(), singleton_tested_.end(), 0);
     }
   }
   if (can_reduce()) {

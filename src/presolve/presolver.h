@@ -115,11 +115,13 @@ class Presolver {
   ParallelFinder row_finder_, col_finder_;
   uint64_t dup_rows_clock_ = 0, dup_cols_clock_ = 0;
   int64_t reductions_at_full_sweep_ = -1;
+  uint64_t dominated_clock_ = 0;  // clock after the last dominated-column sweep
   int32_t eliminator_rounds_ = 0;
   int32_t eliminator_cursor_ = 0;
   // Clock at which the eliminator last found column j unusable; it looks again only once
   // the column or one of its rows has changed.
   Vec<uint64_t> eliminator_tested_;
+  Vec<uint64_t> singleton_tested_;  // the same for column_singletons
   // Singletons with a cost in equality rows are absorbed only once the rest has run dry:
   // the equality is worth more to the eliminator than the column.
   bool absorb_costly_ = false;

@@ -11,6 +11,7 @@
 // substituted. Integer columns are never substituted out.
 #include <algorithm>
 #include <cmath>
+#include <optional>
 
 #include "presolve/presolver.h"
 
@@ -69,14 +70,96 @@ static bool implied_free(const WorkProblem& w, const ImpliedBounds* b, int32_t j
          (!need_hi || hi <= w.u[j] + scaled_tol(tol, w.u[j]));
 }
 
+namespace {
+
+// A quick necessary condition for implied_free: the activity range of every row over the
+// tightest bounds of its columns (from b), taken once per sweep, gives x_j the tightest
+// range the exact test could find. Columns whose bounds even that range does not
+// imply are not tested further; rows changed since are left to the exact test.
+class OptimisticActivity {
+ public:
+  OptimisticActivity(const WorkProblem& w, const ImpliedBounds& b)
+      : w_(w), b_(b), clock_(w.clock), act_(static_cast<size_t>(w.m), ActivityBounds{}, b.lo.get_allocator()),
+        scale_min_(static_cast<size_t>(w.m), 0.0, b.lo.get_allocator()),
+        scale_max_(static_cast<size_t>(w.m), 0.0, b.lo.get_allocator()) {
+    for (int32_t i = 0; i < w.m; ++i) {
+      if (!w.row_active[i]) continue;
+      ActivityBounds& a = act_[static_cast<size_t>(i)];
+      for (const Entry& e : w.rows[i]) {
+        double lo, hi;
+        term(e.index, e.value, lo, hi);
+        if (finite(lo)) a.min += lo; else ++a.min_inf;
+        if (finite(hi)) a.max += hi; else ++a.max_inf;
+        if (finite(lo)) scale_min_[static_cast<size_t>(i)] += std::fabs(lo);
+        if (finite(hi)) scale_max_[static_cast<size_t>(i)] += std::fabs(hi);
+      }
+    }
+  }
+
+  bool may_be_implied_free(int32_t j) const {
+    const bool need_lo = finite(w_.l[j]), need_hi = finite(w_.u[j]);
+    double lo = -kInf, hi = kInf;
+    for (const Entry& e : w_.cols[j]) {
+      const int32_t i = e.index;
+      if (w_.row_stamp[static_cast<size_t>(i)] > clock_) return true;
+      const ActivityBounds& a = act_[static_cast<size_t>(i)];
+      double tmin, tmax;
+      term(j, e.value, tmin, tmax);
+      // The rest of the row without x_j's term.
+      const double rest_min = finite(tmin) ? (a.min_inf == 0 ? a.min - tmin : -kInf) : (a.min_inf == 1 ? a.min : -kInf);
+      const double rest_max = finite(tmax) ? (a.max_inf == 0 ? a.max - tmax : kInf) : (a.max_inf == 1 ? a.max : kInf);
+      // Margins well above the rounding of the sums: the exact test decides near the bounds.
+      const double t_lo = finite(w_.rl[i]) && finite(rest_max)
+                              ? w_.rl[i] - rest_max - 1e-14 * (1.0 + scale_max_[static_cast<size_t>(i)])
+                              : -kInf;
+      const double t_hi = finite(w_.ru[i]) && finite(rest_min)
+                              ? w_.ru[i] - rest_min + 1e-14 * (1.0 + scale_min_[static_cast<size_t>(i)])
+                              : kInf;
+      lo = std::max(lo, e.value > 0 ? t_lo / e.value : t_hi / e.value);
+      hi = std::min(hi, e.value > 0 ? t_hi / e.value : t_lo / e.value);
+    }
+    return (!need_lo || lo >= w_.l[j] - 1e-6 * (1.0 + std::fabs(w_.l[j]))) &&
+           (!need_hi || hi <= w_.u[j] + 1e-6 * (1.0 + std::fabs(w_.u[j])));
+  }
+
+ private:
+  // Least and largest value of a x_k over its tightest bounds.
+  void term(int32_t k, double a, double& lo, double& hi) const {
+    const double l = std::max(w_.l[k], b_.lo[k]), u = std::min(w_.u[k], b_.hi[k]);
+    lo = a > 0 ? a * l : a * u;
+    hi = a > 0 ? a * u : a * l;
+  }
+
+  const WorkProblem& w_;
+  const ImpliedBounds& b_;
+  uint64_t clock_;
+  Vec<ActivityBounds> act_;
+  Vec<double> scale_min_, scale_max_;  // sums of the magnitudes of the finite terms
+};
+
+}  // namespace
+
 int32_t Presolver::column_singletons() {
   int32_t count = 0;
+  ImpliedBounds plain(opt_.mem);  // the columns' own bounds
+  const Vec<int32_t> no_rows(opt_.mem);
+  std::optional<OptimisticActivity> screen;
+  int64_t tested = 0;  // entries read by the exact tests so far
   for (int32_t j = 0; j < w_.n && can_reduce(); ++j) {
     if (!w_.col_active[j] || w_.integer(j) || w_.cols[j].size() != 1) continue;
+    // A singleton left alone is looked at again once it or its row changed.
+    if (!w_.col_neighbourhood_changed_since(j, singleton_tested_[j])) continue;
+    singleton_tested_[j] = w_.clock;
     const int32_t i = w_.cols[j].front().index;
     const double a = w_.cols[j].front().value;
     if (w_.rows[i].size() < 2) continue;
-    const bool free_col = implied_free(w_, nullptr, j, opt_.tol_x);
+    // Many singletons may share a row: the screen reads the row's totals, not the row. It
+    // costs a sweep, worth it after some rows' worth of singleton tests.
+    if (!screen && (tested += static_cast<int64_t>(w_.rows[i].size())) > w_.nnz / 8) {
+      w_.implied_bounds(plain, &no_rows);
+      screen.emplace(w_, plain);
+    }
+    const bool free_col = (!screen || screen->may_be_implied_free(j)) && implied_free(w_, nullptr, j, opt_.tol_x);
     if (!free_col || std::fabs(a) < kPivotTol * max_abs(w_.rows[i])) {
       if (w_.c[j] == 0.0 || (w_.rl[i] == w_.ru[i] && absorb_costly_)) {
         absorb_slack_column(j, i);
@@ -143,71 +226,6 @@ int32_t Presolver::doubleton_equations() {
   return count;
 }
 
-// A quick necessary condition for implied_free with implied bounds: the activity range of
-// every row over the tightest bounds of its columns, taken once per round, gives x_j the
-// tightest range the exact test could find. Columns whose bounds even that range does not
-// imply are not tested further; rows changed since are left to the exact test.
-class OptimisticActivity {
- public:
-  OptimisticActivity(const WorkProblem& w, const ImpliedBounds& b)
-      : w_(w), b_(b), clock_(w.clock), act_(static_cast<size_t>(w.m), ActivityBounds{}, b.lo.get_allocator()),
-        scale_min_(static_cast<size_t>(w.m), 0.0, b.lo.get_allocator()),
-        scale_max_(static_cast<size_t>(w.m), 0.0, b.lo.get_allocator()) {
-    for (int32_t i = 0; i < w.m; ++i) {
-      if (!w.row_active[i]) continue;
-      ActivityBounds& a = act_[static_cast<size_t>(i)];
-      for (const Entry& e : w.rows[i]) {
-        double lo, hi;
-        term(e.index, e.value, lo, hi);
-        if (finite(lo)) a.min += lo; else ++a.min_inf;
-        if (finite(hi)) a.max += hi; else ++a.max_inf;
-        if (finite(lo)) scale_min_[static_cast<size_t>(i)] += std::fabs(lo);
-        if (finite(hi)) scale_max_[static_cast<size_t>(i)] += std::fabs(hi);
-      }
-    }
-  }
-
-  bool may_be_implied_free(int32_t j) const {
-    const bool need_lo = finite(w_.l[j]), need_hi = finite(w_.u[j]);
-    double lo = -kInf, hi = kInf;
-    for (const Entry& e : w_.cols[j]) {
-      const int32_t i = e.index;
-      if (w_.row_stamp[static_cast<size_t>(i)] > clock_) return true;
-      const ActivityBounds& a = act_[static_cast<size_t>(i)];
-      double tmin, tmax;
-      term(j, e.value, tmin, tmax);
-      // The rest of the row without x_j's term.
-      const double rest_min = finite(tmin) ? (a.min_inf == 0 ? a.min - tmin : -kInf) : (a.min_inf == 1 ? a.min : -kInf);
-      const double rest_max = finite(tmax) ? (a.max_inf == 0 ? a.max - tmax : kInf) : (a.max_inf == 1 ? a.max : kInf);
-      // Margins well above the rounding of the sums: the exact test decides near the bounds.
-      const double t_lo = finite(w_.rl[i]) && finite(rest_max)
-                              ? w_.rl[i] - rest_max - 1e-14 * (1.0 + scale_max_[static_cast<size_t>(i)])
-                              : -kInf;
-      const double t_hi = finite(w_.ru[i]) && finite(rest_min)
-                              ? w_.ru[i] - rest_min + 1e-14 * (1.0 + scale_min_[static_cast<size_t>(i)])
-                              : kInf;
-      lo = std::max(lo, e.value > 0 ? t_lo / e.value : t_hi / e.value);
-      hi = std::min(hi, e.value > 0 ? t_hi / e.value : t_lo / e.value);
-    }
-    return (!need_lo || lo >= w_.l[j] - 1e-6 * (1.0 + std::fabs(w_.l[j]))) &&
-           (!need_hi || hi <= w_.u[j] + 1e-6 * (1.0 + std::fabs(w_.u[j])));
-  }
-
- private:
-  // Least and largest value of a x_k over its tightest bounds.
-  void term(int32_t k, double a, double& lo, double& hi) const {
-    const double l = std::max(w_.l[k], b_.lo[k]), u = std::min(w_.u[k], b_.hi[k]);
-    lo = a > 0 ? a * l : a * u;
-    hi = a > 0 ? a * u : a * l;
-  }
-
-  const WorkProblem& w_;
-  const ImpliedBounds& b_;
-  uint64_t clock_;
-  Vec<ActivityBounds> act_;
-  Vec<double> scale_min_, scale_max_;  // sums of the magnitudes of the finite terms
-};
-
 // Free (or implied-free) columns are substituted out through the equality row whose
 // elimination changes the number of nonzeros least: the entries of row i that rows of column
 // j lack are new, column j and row i go.
@@ -242,6 +260,10 @@ int32_t Presolver::eliminate_free_columns() {
   int64_t work = 0;
   int32_t count = 0;
   ImpliedBounds implied(opt_.mem);
+  // A substitution changes rows, whose implied bounds then no longer serve: the columns it
+  // touched are tried again in a new sweep with fresh bounds, a few times per round.
+  for (int sweep = 0; sweep < 4 && can_reduce() && work < budget; ++sweep) {
+  const int32_t before = count;
   w_.implied_bounds(implied);
   const OptimisticActivity optimistic(w_, implied);
   // A round that runs out of work resumes where the previous one stopped.
@@ -298,6 +320,8 @@ int32_t Presolver::eliminate_free_columns() {
     ++count;
   }
   eliminator_cursor_ = w_.n > 0 ? (eliminator_cursor_ + step) % w_.n : 0;
+  if (count == before) break;
+  }
   // Bounds implied through rows farther away than the stamps reach may have changed: once a
   // round finds nothing, the next one looks at every column again.
   if (count == 0) std::fill(eliminator_tested_.begin(), eliminator_tested_.end(), 0);
