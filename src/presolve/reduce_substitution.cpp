@@ -231,16 +231,38 @@ int32_t Presolver::doubleton_equations() {
 // j lack are new, column j and row i go.
 namespace {
 
+// The new entries are the pairs (r, t), r another row of x_j and t another column of row
+// i, that row r lacks. Counted from whichever side reads less: the rows r, or the columns t
+// (how many of the pairs already exist).
 int64_t net_fill(WorkProblem& w, int32_t j, int32_t i) {
+  const auto& col = w.cols[j];
+  const auto& row = w.rows[i];
+  int64_t by_rows = 0, by_cols = 0;
+  for (const Entry& e : col)
+    if (e.index != i) by_rows += static_cast<int64_t>(w.rows[e.index].size() + row.size());
+  for (const Entry& t : row)
+    if (t.index != j) by_cols += static_cast<int64_t>(w.cols[t.index].size());
   int64_t added = 0;
-  for (const Entry& e : w.cols[j]) {
-    if (e.index == i) continue;
-    for (const Entry& t : w.rows[e.index]) w.scratch[t.index] = 1;
-    for (const Entry& t : w.rows[i])
-      if (t.index != j && w.scratch[t.index] < 0) ++added;
-    for (const Entry& t : w.rows[e.index]) w.scratch[t.index] = -1;
+  if (by_rows <= by_cols) {
+    for (const Entry& e : col) {
+      if (e.index == i) continue;
+      for (const Entry& t : w.rows[e.index]) w.scratch[t.index] = 1;
+      for (const Entry& t : row)
+        if (t.index != j && w.scratch[t.index] < 0) ++added;
+      for (const Entry& t : w.rows[e.index]) w.scratch[t.index] = -1;
+    }
+  } else {
+    for (const Entry& e : col)
+      if (e.index != i) w.row_scratch[e.index] = 1;
+    int64_t present = 0;
+    for (const Entry& t : row) {
+      if (t.index == j) continue;
+      for (const Entry& f : w.cols[t.index]) present += w.row_scratch[f.index] > 0 ? 1 : 0;
+    }
+    for (const Entry& e : col) w.row_scratch[e.index] = -1;
+    added = static_cast<int64_t>(col.size() - 1) * static_cast<int64_t>(row.size() - 1) - present;
   }
-  return added - static_cast<int64_t>(w.cols[j].size() + w.rows[i].size() - 1);
+  return added - static_cast<int64_t>(col.size() + row.size() - 1);
 }
 
 }  // namespace

@@ -29,7 +29,8 @@ WorkProblem::WorkProblem(const LpProblem& p, const PresolveOptions& opt)
       ru(p.ru.begin(), p.ru.end(), opt.mem), c0(p.c0), is_int(p.is_int.begin(), p.is_int.end(), opt.mem),
       col_active(static_cast<size_t>(p.n), 1, opt.mem), row_active(static_cast<size_t>(p.m), 1, opt.mem),
       active_rows(p.m), active_cols(p.n), nnz(0), tol_aij(opt.tol_aij),
-      scratch(static_cast<size_t>(p.n), -1, opt.mem), row_version(static_cast<size_t>(p.m), 0, opt.mem),
+      scratch(static_cast<size_t>(p.n), -1, opt.mem), row_scratch(static_cast<size_t>(p.m), -1, opt.mem),
+      row_version(static_cast<size_t>(p.m), 0, opt.mem),
       row_stamp(static_cast<size_t>(p.m), 1, opt.mem), col_stamp(static_cast<size_t>(p.n), 1, opt.mem) {
   // Columns first, duplicate entries summed (pos: where row i sits in the current column) and
   // tiny ones dropped; the rows follow from the columns, each reserved to its length.

@@ -54,6 +54,7 @@ struct WorkProblem {
   int64_t nnz;
   double tol_aij;
   Vec<int32_t> scratch;  // n entries, -1 between uses
+  Vec<int32_t> row_scratch;  // m entries, -1 between uses
   Vec<uint32_t> row_version;  // m entries, advanced whenever a row's entries change
 
   // Change tracking. Every change advances `clock` and stamps what it affects: a row's stamp

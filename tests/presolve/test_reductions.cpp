@@ -3,6 +3,8 @@
 // original one (primal and dual feasibility, complementarity, keys, objective).
 #include <gtest/gtest.h>
 
+#include <algorithm>
+
 #include "roundtrip.h"
 
 namespace qubor::presolve::testing {
@@ -416,6 +418,29 @@ TEST(Reductions, DuplicateColumnsMerge) {
   d.rl[1] = 1;
   RoundTrip rt = round_trip(d);
   EXPECT_EQ(rt.failure, "");
+}
+
+// Parallel columns are found whatever the order of their entries: column 1 is twice column
+// 0 but lists its rows backwards, and both rows and columns of the working problem are
+// hashed without sorting.
+TEST(Reductions, DuplicatesFoundInAnyEntryOrder) {
+  DenseLp d = make_lp(3, 3);
+  d.u = {5, 5, 5};
+  d.c = {-1, -2, -1};
+  const double rows[3][3] = {{1, 2, 1}, {2, 4, 0}, {3, 6, 1}};
+  for (int i = 0; i < 3; ++i) {
+    for (int j = 0; j < 3; ++j) d.at(i, j) = rows[i][j];
+    d.ru[i] = 4;
+  }
+  ASSERT_EQ(round_trip(d).failure, "");
+  const LpProblem sorted = to_sparse(d);
+  LpProblem reversed = sorted;
+  std::reverse(reversed.rowind.begin() + reversed.colptr[1], reversed.rowind.begin() + reversed.colptr[2]);
+  std::reverse(reversed.val.begin() + reversed.colptr[1], reversed.val.begin() + reversed.colptr[2]);
+  const PresolveResult a = presolve(sorted, PresolveOptions()), b = presolve(reversed, PresolveOptions());
+  EXPECT_LT(a.reduced.n, 3);
+  EXPECT_EQ(a.reduced.n, b.reduced.n);
+  EXPECT_EQ(a.reduced.m, b.reduced.m);
 }
 
 // Row 2 = row 0 + row 1 among equalities: removed; with a wrong right-hand side the
