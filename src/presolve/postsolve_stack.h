@@ -17,6 +17,7 @@
 #include <cstdint>
 #include <initializer_list>
 
+#include "platform/prefaulted_buffer.h"
 #include "presolve/presolve.h"
 
 namespace qubor::presolve {
@@ -62,6 +63,7 @@ struct PostsolveStack {
 
   // Appends a record; returns it for the caller to fill the scalar fields.
   Step& push(StepKind kind) {
+    platform::grow_prefaulted(steps);
     steps.push_back(Step{kind});
     Step& s = steps.back();
     s.begin = s.mid = s.end = static_cast<int64_t>(idx.size());
@@ -77,6 +79,8 @@ struct PostsolveStack {
     return s;
   }
   void add_entry(Step& s, int32_t index, double value) {
+    platform::grow_prefaulted(idx);
+    platform::grow_prefaulted(val);
     idx.push_back(index);
     val.push_back(value);
     s.end = static_cast<int64_t>(idx.size());

@@ -111,6 +111,7 @@ namespace {
 // The active part of the working problem as an LpProblem, columns sorted by row.
 void build_reduced(const WorkProblem& w, PresolveResult& r) {
   Vec<int32_t> new_row(static_cast<size_t>(w.m), -1, r.row_origin.get_allocator().resource());
+  platform::reserve_prefaulted(r.row_origin, static_cast<size_t>(w.active_rows));
   for (int32_t i = 0; i < w.m; ++i) {
     if (!w.row_active[i]) continue;
     new_row[i] = static_cast<int32_t>(r.row_origin.size());
@@ -118,6 +119,13 @@ void build_reduced(const WorkProblem& w, PresolveResult& r) {
   }
   LpProblem& p = r.reduced;
   p.m = static_cast<int32_t>(r.row_origin.size());
+  // Exact sizes, faulted in at once.
+  platform::reserve_prefaulted(p.rowind, static_cast<size_t>(w.nnz));
+  platform::reserve_prefaulted(p.val, static_cast<size_t>(w.nnz));
+  platform::reserve_prefaulted(p.colptr, static_cast<size_t>(w.active_cols) + 1);
+  for (auto* v : {&p.c, &p.l, &p.u}) platform::reserve_prefaulted(*v, static_cast<size_t>(w.active_cols));
+  for (auto* v : {&p.rl, &p.ru}) platform::reserve_prefaulted(*v, static_cast<size_t>(w.active_rows));
+  platform::reserve_prefaulted(r.col_origin, static_cast<size_t>(w.active_cols));
   for (int32_t i : r.row_origin) {
     p.rl.push_back(w.rl[i]);
     p.ru.push_back(w.ru[i]);

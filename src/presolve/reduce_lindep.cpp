@@ -56,6 +56,8 @@ int32_t Presolver::linear_dependent_rows() {
   const int64_t budget = static_cast<int64_t>(opt_.lindep_rel_work_trh) * eq_nnz +
                          static_cast<int64_t>(opt_.lindep_abs_work_trh) * 1000;
   int64_t work = 0;
+  // The pivot rows, with their fill, live in one block faulted in at once.
+  platform::PrefaultedBuffer pivot_memory(2 * static_cast<size_t>(eq_nnz) * sizeof(Entry) + 4096, opt_.mem);
   Vec<PivotRow> pivots(opt_.mem);
   Vec<int32_t> pivot_of_col(static_cast<size_t>(w_.n), -1, opt_.mem);
   Vec<double> dense(static_cast<size_t>(w_.n), 0.0, opt_.mem);
@@ -105,8 +107,11 @@ int32_t Presolver::linear_dependent_rows() {
     }
     // Collect the reduced row and clear the work arrays.
     const double drop = opt_.tol_rel_lindep * row_max;
-    PivotRow fresh{-1, 0.0, rhs, Vec<Entry>(opt_.mem)};
+    PivotRow fresh{-1, 0.0, rhs, Vec<Entry>(&pivot_memory)};
     double fresh_max = 0.0;
+    size_t kept = 0;
+    for (int32_t col : pattern) kept += std::fabs(dense[col]) > drop ? 1 : 0;
+    fresh.entries.reserve(kept);
     for (int32_t col : pattern) {
       const double v = dense[col];
       if (std::fabs(v) > drop) {

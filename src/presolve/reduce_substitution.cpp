@@ -233,13 +233,20 @@ namespace {
 
 // The new entries are the pairs (r, t), r another row of x_j and t another column of row
 // i, that row r lacks. Counted from whichever side reads less: the rows r, or the columns t
-// (how many of the pairs already exist).
-int64_t net_fill(WorkProblem& w, int32_t j, int32_t i) {
+// (how many of the pairs already exist). Only whether the result is at most `limit`
+// matters: above it, any larger value may be returned early.
+int64_t net_fill(WorkProblem& w, int32_t j, int32_t i, int64_t limit) {
   const auto& col = w.cols[j];
   const auto& row = w.rows[i];
-  int64_t by_rows = 0, by_cols = 0;
-  for (const Entry& e : col)
-    if (e.index != i) by_rows += static_cast<int64_t>(w.rows[e.index].size() + row.size());
+  const int64_t removed = static_cast<int64_t>(col.size() + row.size() - 1);
+  // A row r shorter than row i lacks at least the difference.
+  int64_t by_rows = 0, by_cols = 0, least = 0;
+  for (const Entry& e : col) {
+    if (e.index == i) continue;
+    by_rows += static_cast<int64_t>(w.rows[e.index].size() + row.size());
+    least += std::max<int64_t>(0, static_cast<int64_t>(row.size()) - static_cast<int64_t>(w.rows[e.index].size()));
+  }
+  if (least - removed > limit) return least - removed;
   for (const Entry& t : row)
     if (t.index != j) by_cols += static_cast<int64_t>(w.cols[t.index].size());
   int64_t added = 0;
@@ -250,6 +257,7 @@ int64_t net_fill(WorkProblem& w, int32_t j, int32_t i) {
       for (const Entry& t : row)
         if (t.index != j && w.scratch[t.index] < 0) ++added;
       for (const Entry& t : w.rows[e.index]) w.scratch[t.index] = -1;
+      if (added - removed > limit) return added - removed;
     }
   } else {
     for (const Entry& e : col)
@@ -262,7 +270,7 @@ int64_t net_fill(WorkProblem& w, int32_t j, int32_t i) {
     for (const Entry& e : col) w.row_scratch[e.index] = -1;
     added = static_cast<int64_t>(col.size() - 1) * static_cast<int64_t>(row.size() - 1) - present;
   }
-  return added - static_cast<int64_t>(col.size() + row.size() - 1);
+  return added - removed;
 }
 
 }  // namespace
@@ -278,7 +286,7 @@ int32_t Presolver::eliminate_free_columns() {
   // substitutions get less room.
   const int64_t max_fill_activity = std::min<int64_t>(max_fill, 1);
   // Each round may touch about ten times the nonzeros; dense rows would make it quadratic.
-  const int64_t budget = 10 * w_.nnz + 100000;
+  const int64_t budget = 100 * w_.nnz + 100000;
   int64_t work = 0;
   int32_t count = 0;
   ImpliedBounds implied(opt_.mem);
@@ -328,7 +336,9 @@ int32_t Presolver::eliminate_free_columns() {
       work += bound + static_cast<int64_t>(col.size() * w_.rows[i].size());
       if (!pivot_row(e)) continue;
       const bool equality = w_.rl[i] == w_.ru[i];
-      const int64_t fill = net_fill(w_, j, i) + (equality || col.size() == 2 ? 0 : static_cast<int64_t>(col.size() - 1));
+      const int64_t extra = equality || col.size() == 2 ? 0 : static_cast<int64_t>(col.size() - 1);
+      const int64_t cap = equality ? best_fill : std::min(best_fill, max_fill_activity);
+      const int64_t fill = net_fill(w_, j, i, cap - extra) + extra;
       if (!equality && fill > max_fill_activity) continue;
       if (fill < best_fill || (fill == best_fill && equality && best >= 0 && w_.rl[best] != w_.ru[best])) {
         best_fill = fill;

@@ -19,11 +19,19 @@ void erase_index(Vec<Entry>& list, int32_t k) {
   }
 }
 
+// The lists as built (two entries per nonzero, one header per row and column) and a
+// quarter more for fill.
+size_t list_bytes(const LpProblem& p) {
+  const auto lists = static_cast<size_t>(p.n) + static_cast<size_t>(p.m);
+  const auto entries = 2 * static_cast<size_t>(p.nnz());
+  return lists * sizeof(Vec<Entry>) + entries * sizeof(Entry) * 5 / 4 + 4096;
+}
+
 }  // namespace
 
 WorkProblem::WorkProblem(const LpProblem& p, const PresolveOptions& opt)
-    : n(p.n), m(p.m),
-      cols(static_cast<size_t>(p.n), opt.mem), rows(static_cast<size_t>(p.m), opt.mem),
+    : n(p.n), m(p.m), lists_memory(list_bytes(p), opt.mem),
+      cols(static_cast<size_t>(p.n), &lists_memory), rows(static_cast<size_t>(p.m), &lists_memory),
       c(p.c.begin(), p.c.end(), opt.mem), l(p.l.begin(), p.l.end(), opt.mem),
       u(p.u.begin(), p.u.end(), opt.mem), rl(p.rl.begin(), p.rl.end(), opt.mem),
       ru(p.ru.begin(), p.ru.end(), opt.mem), c0(p.c0), is_int(p.is_int.begin(), p.is_int.end(), opt.mem),

@@ -6,6 +6,7 @@
 
 #include <cstdint>
 
+#include "platform/prefaulted_buffer.h"
 #include "presolve/presolve.h"
 
 namespace qubor::presolve {
@@ -46,6 +47,10 @@ struct WorkProblem {
   WorkProblem(const LpProblem& p, const PresolveOptions& opt);
 
   int32_t n, m;
+  // The entry lists live in one block, faulted in at once: they are most of presolve's
+  // memory, and building them page fault by page fault costs more than the reductions on
+  // some machines. Lists that outgrow the block take memory from opt.mem.
+  platform::PrefaultedBuffer lists_memory;
   Vec<Vec<Entry>> cols, rows;
   Vec<double> c, l, u, rl, ru;
   double c0;
