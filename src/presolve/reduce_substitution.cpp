@@ -23,19 +23,28 @@ namespace {
 constexpr double kPivotTol = 1e-2;
 
 // Bounds of x_j implied by row i: a x_j = activity - rest, activity in [rl, ru]. The rest
-// may use bounds implied by rows without x_j (b, when given).
-void implied_bounds(const WorkProblem& w, const ImpliedBounds* b, int32_t i, int32_t j, double a, double& lo,
-                    double& hi) {
+// may use bounds implied by rows without x_j (b, when given). Only the sides asked for are
+// computed (the others come back infinite), and the scan stops once they are known to be
+// infinite.
+void implied_bounds(const WorkProblem& w, const ImpliedBounds* b, int32_t i, int32_t j, double a, bool want_lo,
+                    bool want_hi, double& lo, double& hi) {
+  lo = -kInf;
+  hi = kInf;
+  // a > 0: the lower bound comes from rl and the rest's maximum, the upper from ru and its
+  // minimum; a < 0 swaps them.
+  bool use_max = (a > 0 ? want_lo : want_hi) && finite(w.rl[i]);
+  bool use_min = (a > 0 ? want_hi : want_lo) && finite(w.ru[i]);
   ActivityBounds rest;
   for (const Entry& e : w.rows[i]) {
+    if (!use_max && !use_min) return;
     if (e.index == j) continue;
     const double l = w.usable_lower(b, e.index, i), u = w.usable_upper(b, e.index, i);
     const double tmin = e.value > 0 ? l : u, tmax = e.value > 0 ? u : l;
-    if (finite(tmin)) rest.min += e.value * tmin; else ++rest.min_inf;
-    if (finite(tmax)) rest.max += e.value * tmax; else ++rest.max_inf;
+    if (finite(tmin)) rest.min += e.value * tmin; else use_min = false;
+    if (finite(tmax)) rest.max += e.value * tmax; else use_max = false;
   }
-  const double t_lo = w.rl[i] - rest.hi();  // a x_j >= t_lo
-  const double t_hi = w.ru[i] - rest.lo();  // a x_j <= t_hi
+  const double t_lo = use_max ? w.rl[i] - rest.max : -kInf;  // a x_j >= t_lo
+  const double t_hi = use_min ? w.ru[i] - rest.min : kInf;   // a x_j <= t_hi
   if (a > 0) {
     lo = finite(t_lo) ? t_lo / a : -kInf;
     hi = finite(t_hi) ? t_hi / a : kInf;
@@ -56,18 +65,18 @@ double max_abs(const Vec<Entry>& list) {
 // True when x_j stays within its bounds on every point satisfying its rows (and the rows
 // that imply the bounds in b).
 static bool implied_free(const WorkProblem& w, const ImpliedBounds* b, int32_t j, double tol) {
-  double lo = -kInf, hi = kInf;
   const bool need_lo = finite(w.l[j]), need_hi = finite(w.u[j]);
-  if (!need_lo && !need_hi) return true;
+  bool have_lo = !need_lo, have_hi = !need_hi;
+  if (have_lo && have_hi) return true;
   if (b != nullptr) b->mark_column(w.cols[j], w.m);
   for (const Entry& e : w.cols[j]) {
     double rlo, rhi;
-    implied_bounds(w, b, e.index, j, e.value, rlo, rhi);
-    lo = std::max(lo, rlo);
-    hi = std::min(hi, rhi);
+    implied_bounds(w, b, e.index, j, e.value, !have_lo, !have_hi, rlo, rhi);
+    have_lo = have_lo || rlo >= w.l[j] - scaled_tol(tol, w.l[j]);
+    have_hi = have_hi || rhi <= w.u[j] + scaled_tol(tol, w.u[j]);
+    if (have_lo && have_hi) return true;
   }
-  return (!need_lo || lo >= w.l[j] - scaled_tol(tol, w.l[j])) &&
-         (!need_hi || hi <= w.u[j] + scaled_tol(tol, w.u[j]));
+  return false;
 }
 
 namespace {
