@@ -10,6 +10,7 @@
 #include "presolve/presolve.h"
 
 #include <algorithm>
+#include <cassert>
 
 #include "platform/text.h"
 #include "presolve/presolver.h"
@@ -103,6 +104,7 @@ PresolveStatus Presolver::run(const LogSink* log) {
     remove_empty_rows();
     remove_fixed_and_empty_columns();
   }
+  assert(w_.links_consistent());
   return status_;
 }
 

@@ -115,7 +115,7 @@ int32_t Presolver::linear_dependent_rows() {
     for (int32_t col : pattern) {
       const double v = dense[col];
       if (std::fabs(v) > drop) {
-        fresh.entries.push_back({col, v});
+        fresh.entries.push_back({col, -1, v});
         fresh_max = std::max(fresh_max, std::fabs(v));
       }
       dense[col] = 0.0;

@@ -8,15 +8,14 @@ namespace qubor::presolve {
 
 namespace {
 
-// Removes index `k` from an entry list by moving the last entry into its place.
-void erase_index(Vec<Entry>& list, int32_t k) {
-  for (size_t p = 0; p < list.size(); ++p) {
-    if (list[p].index == k) {
-      list[p] = list.back();
-      list.pop_back();
-      return;
-    }
+// Removes the entry at position p of a list by moving the last entry into its place, and
+// points the moved entry's partner (in `other`) at its new position.
+void erase_at(Vec<Entry>& list, size_t p, Vec<Vec<Entry>>& other) {
+  if (p + 1 != list.size()) {
+    list[p] = list.back();
+    other[static_cast<size_t>(list[p].index)][static_cast<size_t>(list[p].pos)].pos = static_cast<int32_t>(p);
   }
+  list.pop_back();
 }
 
 // The lists as built (two entries per nonzero, one header per row and column) and a
@@ -54,7 +53,7 @@ WorkProblem::WorkProblem(const LpProblem& p, const PresolveOptions& opt)
         col[static_cast<size_t>(pos[i])].value += p.val[q];
       } else {
         pos[i] = static_cast<int32_t>(col.size());
-        col.push_back({i, p.val[q]});
+        col.push_back({i, -1, p.val[q]});
       }
     }
     size_t kept = 0;
@@ -67,8 +66,14 @@ WorkProblem::WorkProblem(const LpProblem& p, const PresolveOptions& opt)
     col.resize(kept);
   }
   for (int32_t i = 0; i < m; ++i) rows[i].reserve(static_cast<size_t>(row_count[i]));
-  for (int32_t j = 0; j < n; ++j)
-    for (const Entry& e : cols[j]) rows[e.index].push_back({j, e.value});
+  for (int32_t j = 0; j < n; ++j) {
+    for (size_t q = 0; q < cols[j].size(); ++q) {
+      Entry& e = cols[j][q];
+      auto& row = rows[e.index];
+      e.pos = static_cast<int32_t>(row.size());
+      row.push_back({j, static_cast<int32_t>(q), e.value});
+    }
+  }
   for (const auto& col : cols) nnz += static_cast<int64_t>(col.size());
 }
 
@@ -97,29 +102,34 @@ void WorkProblem::add_to_entry(int32_t i, int32_t j, double delta) {
       remove_entry(i, j);
     } else {
       e.value = v;
-      for (Entry& f : rows[i])
-        if (f.index == j) f.value = v;
+      rows[i][static_cast<size_t>(e.pos)].value = v;
     }
     return;
   }
   if (std::fabs(delta) < tol_aij) return;
-  col.push_back({i, delta});
-  rows[i].push_back({j, delta});
+  auto& row = rows[i];
+  col.push_back({i, static_cast<int32_t>(row.size()), delta});
+  row.push_back({j, static_cast<int32_t>(col.size() - 1), delta});
   ++nnz;
 }
 
 void WorkProblem::remove_entry(int32_t i, int32_t j) {
   ++row_version[i];
   row_stamp[i] = col_stamp[j] = ++clock;
-  erase_index(cols[j], i);
-  erase_index(rows[i], j);
-  --nnz;
+  auto& col = cols[j];
+  for (size_t q = 0; q < col.size(); ++q) {
+    if (col[q].index != i) continue;
+    erase_at(rows[i], static_cast<size_t>(col[q].pos), cols);
+    erase_at(col, q, rows);
+    --nnz;
+    return;
+  }
 }
 
 void WorkProblem::remove_row(int32_t i) {
   ++clock;
   for (const Entry& e : rows[i]) {
-    erase_index(cols[e.index], i);
+    erase_at(cols[e.index], static_cast<size_t>(e.pos), rows);
     col_stamp[e.index] = clock;
   }
   nnz -= static_cast<int64_t>(rows[i].size());
@@ -131,7 +141,7 @@ void WorkProblem::remove_row(int32_t i) {
 void WorkProblem::remove_col(int32_t j) {
   ++clock;
   for (const Entry& e : cols[j]) {
-    erase_index(rows[e.index], j);
+    erase_at(rows[e.index], static_cast<size_t>(e.pos), cols);
     ++row_version[e.index];
     row_stamp[e.index] = clock;
   }
@@ -139,6 +149,23 @@ void WorkProblem::remove_col(int32_t j) {
   cols[j].clear();
   col_active[j] = 0;
   --active_cols;
+}
+
+bool WorkProblem::links_consistent() const {
+  const auto linked = [](const Vec<Vec<Entry>>& lists, const Vec<Vec<Entry>>& other) {
+    for (size_t k = 0; k < lists.size(); ++k) {
+      for (size_t q = 0; q < lists[k].size(); ++q) {
+        const Entry& e = lists[k][q];
+        const auto& partner_list = other[static_cast<size_t>(e.index)];
+        if (e.pos < 0 || static_cast<size_t>(e.pos) >= partner_list.size()) return false;
+        const Entry& partner = partner_list[static_cast<size_t>(e.pos)];
+        if (partner.index != static_cast<int32_t>(k) || partner.pos != static_cast<int32_t>(q) || partner.value != e.value)
+          return false;
+      }
+    }
+    return true;
+  };
+  return linked(cols, rows) && linked(rows, cols);
 }
 
 ActivityBounds WorkProblem::activity_without(int32_t i, int32_t skip) const {

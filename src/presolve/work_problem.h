@@ -11,8 +11,12 @@
 
 namespace qubor::presolve {
 
+// An entry of a row or column list. In the working problem `pos` is where the same
+// nonzero sits in the other list (row i's entry for column j points into column j's list
+// and back), so that removing a row or column never searches the lists it leaves.
 struct Entry {
   int32_t index;
+  int32_t pos;
   double value;
 };
 
@@ -93,6 +97,8 @@ struct WorkProblem {
   void remove_row(int32_t i);
   // Removes a column from every row list and marks it inactive.
   void remove_col(int32_t j);
+  // True when every entry's partner is where its pos says (checked in debug builds).
+  bool links_consistent() const;
   ActivityBounds activity(int32_t i) const;
   // Activity bounds of row i without column j's term.
   ActivityBounds activity_without(int32_t i, int32_t j) const;
