@@ -39,7 +39,8 @@ PresolveResult& PresolveResult::operator=(PresolveResult&&) noexcept = default;
 Presolver::Presolver(const LpProblem& p, const PresolveOptions& opt, PostsolveStack& stack, PresolveStats& stats)
     : w_(p, opt), opt_(opt), stack_(stack), stats_(stats),
       row_finder_(opt.mem), col_finder_(opt.mem), eliminator_tested_(static_cast<size_t>(p.n), 0, opt.mem),
-      singleton_tested_(static_cast<size_t>(p.n), 0, opt.mem) {}
+      singleton_tested_(static_cast<size_t>(p.n), 0, opt.mem),
+      slack_records_(static_cast<size_t>(p.m), SlackRecord{}, opt.mem) {}
 
 PresolveStatus Presolver::run(const LogSink* log) {
   const int32_t max_pass = opt_.max_num_pass < 0 ? 64 : opt_.max_num_pass;

@@ -122,6 +122,12 @@ class Presolver {
   // the column or one of its rows has changed.
   Vec<uint64_t> eliminator_tested_;
   Vec<uint64_t> singleton_tested_;  // the same for column_singletons
+  // Per row, the entries recorded for the last slack column absorbed and the row's version after.
+  struct SlackRecord {
+    uint32_t version = 0;
+    int64_t begin = 0, end = 0;
+  };
+  Vec<SlackRecord> slack_records_;
   // Singletons with a cost in equality rows are absorbed only once the rest has run dry:
   // the equality is worth more to the eliminator than the column.
   bool absorb_costly_ = false;

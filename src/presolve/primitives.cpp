@@ -94,9 +94,18 @@ void Presolver::absorb_slack_column(int32_t j, int32_t i) {
   // On an equality row the cost moves to the other columns: c_j x_j = g (b - rest), g = c_j / a.
   const double g = w_.c[j] / a;
   Step& s = stack_.push(StepKind::kSlackColumn, i, j, -1, {a, l, u, w_.rl[i], w_.ru[i], g});
+  // Several slacks of one row: while the row is otherwise unchanged, the row as recorded for
+  // the first serves the later ones too, since it differs only by columns that are still zero
+  // when these are undone.
+  SlackRecord& last = slack_records_[static_cast<size_t>(i)];
+  const bool same_row = last.end > last.begin && w_.row_version[i] == last.version;
+  if (same_row) {
+    s.begin = s.mid = last.begin;
+    s.end = last.end;
+  }
   for (const Entry& e : w_.rows[i]) {
     if (e.index == j) continue;
-    stack_.add_entry(s, e.index, e.value);
+    if (!same_row) stack_.add_entry(s, e.index, e.value);
     w_.c[e.index] -= g * e.value;
     if (g != 0.0) w_.touch_col(e.index);
   }
@@ -105,6 +114,7 @@ void Presolver::absorb_slack_column(int32_t j, int32_t i) {
   w_.rl[i] = finite(w_.rl[i]) && finite(max_ax) ? w_.rl[i] - max_ax : -kInf;
   w_.ru[i] = finite(w_.ru[i]) && finite(min_ax) ? w_.ru[i] - min_ax : kInf;
   w_.remove_col(j);
+  last = {w_.row_version[i], s.begin, s.end};
   ++stats_.reductions;
 }
 
