@@ -294,7 +294,8 @@ int32_t Presolver::eliminate_free_columns() {
   // The activity column of an inequality keeps its entries and may stay, so those
   // substitutions get less room.
   const int64_t max_fill_activity = std::min<int64_t>(max_fill, 1);
-  // Each round may touch about ten times the nonzeros; dense rows would make it quadratic.
+  // Each round may read about a hundred times the nonzeros (counted generously: every row
+  // of a column that has a short one); dense rows would make it quadratic.
   const int64_t budget = 100 * w_.nnz + 100000;
   int64_t work = 0;
   int32_t count = 0;
