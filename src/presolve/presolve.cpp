@@ -69,7 +69,6 @@ PresolveStatus Presolver::run(const LogSink* log) {
     if (changed > 0) continue;
     if (w_.clock != dominated_clock_) {
       changed = timed(5, &Presolver::dominated_columns);
-      dominated_clock_ = w_.clock;
       if (changed > 0) continue;
     }
     changed += timed(9, &Presolver::duplicate_rows);
@@ -93,6 +92,9 @@ PresolveStatus Presolver::run(const LogSink* log) {
       reductions_at_full_sweep_ = stats_.reductions;
       forcing_clock_ = 0;
       changed = timed(4, &Presolver::forcing_and_redundant_rows);
+      if (changed > 0) continue;
+      dominated_full_ = true;
+      changed = timed(5, &Presolver::dominated_columns);
       if (changed > 0) continue;
     }
     if (changed == 0) {

@@ -35,7 +35,7 @@ class ParallelFinder {
   Vec<uint32_t> mark_;
   uint32_t tick_ = 0;
   Vec<Keyed> keyed_;
-  Vec<uint64_t> dirty_;
+  Vec<uint64_t> dirty_, set_;
 };
 
 // A closed interval, for bounds on duals.
@@ -94,7 +94,10 @@ class Presolver {
   void absorb_slack_column(int32_t j, int32_t i);
   // Row i is at side +1 (ru) or -1 (rl) in every optimum: the other side moves there.
   void tighten_row_to_side(int32_t i, int32_t side);
-  bool can_reduce() const;
+  bool can_reduce() const {
+    return status_ == PresolveStatus::kReduced &&
+           (opt_.max_num_reductions < 0 || stats_.reductions < opt_.max_num_reductions);
+  }
   void set_status(PresolveStatus s) { if (status_ == PresolveStatus::kReduced) status_ = s; }
   PresolveStatus status() const { return status_; }
 
@@ -115,7 +118,10 @@ class Presolver {
   ParallelFinder row_finder_, col_finder_;
   uint64_t dup_rows_clock_ = 0, dup_cols_clock_ = 0;
   int64_t reductions_at_full_sweep_ = -1;
-  uint64_t dominated_clock_ = 0;  // clock after the last dominated-column sweep
+  uint64_t dominated_clock_ = 0;  // clock at the start of the last dominated-column sweep
+  // The next dominated-column sweep tests every column, not only those changed since the
+  // last one (the dual bounds move with changes anywhere).
+  bool dominated_full_ = true;
   int32_t eliminator_rounds_ = 0;
   int32_t eliminator_cursor_ = 0;
   // Clock at which the eliminator last found column j unusable; it looks again only once

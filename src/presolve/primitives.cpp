@@ -7,11 +7,6 @@
 
 namespace qubor::presolve {
 
-bool Presolver::can_reduce() const {
-  if (status_ != PresolveStatus::kReduced) return false;
-  return opt_.max_num_reductions < 0 || stats_.reductions < opt_.max_num_reductions;
-}
-
 double Presolver::round_lower(int32_t j, double v) const {
   return w_.integer(j) && finite(v) ? std::ceil(v - opt_.tol_x) : v;
 }

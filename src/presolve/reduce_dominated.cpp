@@ -136,6 +136,8 @@ int32_t Presolver::fix_weakly_dominated(int32_t j, const Vec<Range>& y_rows) {
 }
 
 int32_t Presolver::dominated_columns() {
+  const uint64_t since = dominated_clock_;
+  dominated_clock_ = w_.clock;
   Vec<Range> y(static_cast<size_t>(w_.m), Range{0, 0}, opt_.mem);
   dual_bounds_from_rows(w_, y);
   Vec<Range> y_rows(y, opt_.mem);
@@ -168,10 +170,15 @@ int32_t Presolver::dominated_columns() {
   // The sources of the bounds are judged by the row signs alone, after the others: fixing
   // one earlier would void its bounds for the later columns. A source cannot be fixed that
   // way while its constraint is what bounds a dual, so the earlier fixes stay valid.
+  // Between full sweeps only columns whose neighbourhood changed since the last sweep are
+  // tested: the dual bounds of far rows rarely move enough to decide another.
+  const bool full = dominated_full_;
+  dominated_full_ = false;
   for (int pass = 0; pass < 2; ++pass) {
     for (int32_t j = 0; j < w_.n && can_reduce(); ++j) {
       if (!w_.col_active[j] || w_.integer(j) || w_.cols[j].empty()) continue;
       if ((source[j] != 0) != (pass == 1)) continue;
+      if (!full && !w_.col_neighbourhood_changed_since(j, since)) continue;
       double zmin, zmax;
       reduced_cost_range(w_, pass == 0 ? y : y_rows, j, zmin, zmax);
       int32_t r = fix_dominated(j, zmin, zmax);

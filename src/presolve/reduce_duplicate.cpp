@@ -40,7 +40,7 @@ uint64_t vector_hash(const Vec<Entry>& list) {
 }  // namespace
 
 ParallelFinder::ParallelFinder(std::pmr::memory_resource* mem)
-    : hash_(mem), dense_(mem), mark_(mem), keyed_(mem), dirty_(mem) {}
+    : hash_(mem), dense_(mem), mark_(mem), keyed_(mem), dirty_(mem), set_(mem) {}
 
 const Vec<ParallelFinder::Keyed>& ParallelFinder::candidates(const Vec<Vec<Entry>>& lists, const Vec<uint8_t>& active,
                                                              const Vec<uint64_t>& stamp, uint64_t since, int32_t dim) {
@@ -55,10 +55,24 @@ const Vec<ParallelFinder::Keyed>& ParallelFinder::candidates(const Vec<Vec<Entry
   }
   keyed_.clear();
   if (dirty_.empty()) return keyed_;
-  std::sort(dirty_.begin(), dirty_.end());
+  // The changed hashes in an open-addressing set (keys h | 1, so that 0 marks a free slot;
+  // a hash differing only in the last bit may slip in and is sorted out by the comparison).
+  size_t cap = 16;
+  while (cap < 2 * dirty_.size()) cap *= 2;
+  set_.assign(cap, 0);
+  const auto slot = [&](uint64_t key) { return static_cast<size_t>((key * 0x9e3779b97f4a7c15ull) >> 32) & (cap - 1); };
+  for (uint64_t h : dirty_) {
+    const uint64_t key = h | 1;
+    size_t k = slot(key);
+    while (set_[k] != 0 && set_[k] != key) k = (k + 1) & (cap - 1);
+    set_[k] = key;
+  }
   for (size_t i = 0; i < lists.size(); ++i) {
     if (!active[i] || lists[i].empty()) continue;
-    if (std::binary_search(dirty_.begin(), dirty_.end(), hash_[i])) keyed_.push_back({hash_[i], static_cast<int32_t>(i)});
+    const uint64_t key = hash_[i] | 1;
+    size_t k = slot(key);
+    while (set_[k] != 0 && set_[k] != key) k = (k + 1) & (cap - 1);
+    if (set_[k] == key) keyed_.push_back({hash_[i], static_cast<int32_t>(i)});
   }
   std::sort(keyed_.begin(), keyed_.end(),
             [](const Keyed& a, const Keyed& b) { return a.hash != b.hash ? a.hash < b.hash : a.index < b.index; });

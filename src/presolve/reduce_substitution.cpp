@@ -82,28 +82,17 @@ static bool implied_free(const WorkProblem& w, const ImpliedBounds* b, int32_t j
 namespace {
 
 // A quick necessary condition for implied_free: the activity range of every row over the
-// tightest bounds of its columns (from b), taken once per sweep, gives x_j the tightest
-// range the exact test could find. Columns whose bounds even that range does not
-// imply are not tested further; rows changed since are left to the exact test.
+// tightest bounds of its columns (from b), as at the start of a sweep, gives x_j the
+// tightest range the exact test could find. Columns whose bounds even that range does not
+// imply are not tested further; rows changed since are left to the exact test. A row's
+// range is summed when first needed.
 class OptimisticActivity {
  public:
   OptimisticActivity(const WorkProblem& w, const ImpliedBounds& b)
       : w_(w), b_(b), clock_(w.clock), act_(static_cast<size_t>(w.m), ActivityBounds{}, b.lo.get_allocator()),
         scale_min_(static_cast<size_t>(w.m), 0.0, b.lo.get_allocator()),
-        scale_max_(static_cast<size_t>(w.m), 0.0, b.lo.get_allocator()) {
-    for (int32_t i = 0; i < w.m; ++i) {
-      if (!w.row_active[i]) continue;
-      ActivityBounds& a = act_[static_cast<size_t>(i)];
-      for (const Entry& e : w.rows[i]) {
-        double lo, hi;
-        term(e.index, e.value, lo, hi);
-        if (finite(lo)) a.min += lo; else ++a.min_inf;
-        if (finite(hi)) a.max += hi; else ++a.max_inf;
-        if (finite(lo)) scale_min_[static_cast<size_t>(i)] += std::fabs(lo);
-        if (finite(hi)) scale_max_[static_cast<size_t>(i)] += std::fabs(hi);
-      }
-    }
-  }
+        scale_max_(static_cast<size_t>(w.m), 0.0, b.lo.get_allocator()),
+        done_(static_cast<size_t>(w.m), 0, b.lo.get_allocator()) {}
 
   bool may_be_implied_free(int32_t j) const {
     const bool need_lo = finite(w_.l[j]), need_hi = finite(w_.u[j]);
@@ -111,7 +100,7 @@ class OptimisticActivity {
     for (const Entry& e : w_.cols[j]) {
       const int32_t i = e.index;
       if (w_.row_stamp[static_cast<size_t>(i)] > clock_) return true;
-      const ActivityBounds& a = act_[static_cast<size_t>(i)];
+      const ActivityBounds& a = row(i);
       double tmin, tmax;
       term(j, e.value, tmin, tmax);
       // The rest of the row without x_j's term.
@@ -132,6 +121,23 @@ class OptimisticActivity {
   }
 
  private:
+  // The range of row i, unchanged since the sweep began.
+  const ActivityBounds& row(int32_t i) const {
+    const auto k = static_cast<size_t>(i);
+    if (done_[k]) return act_[k];
+    done_[k] = 1;
+    ActivityBounds& a = act_[k];
+    for (const Entry& e : w_.rows[k]) {
+      double lo, hi;
+      term(e.index, e.value, lo, hi);
+      if (finite(lo)) a.min += lo; else ++a.min_inf;
+      if (finite(hi)) a.max += hi; else ++a.max_inf;
+      if (finite(lo)) scale_min_[k] += std::fabs(lo);
+      if (finite(hi)) scale_max_[k] += std::fabs(hi);
+    }
+    return a;
+  }
+
   // Least and largest value of a x_k over its tightest bounds.
   void term(int32_t k, double a, double& lo, double& hi) const {
     const double l = std::max(w_.l[k], b_.lo[k]), u = std::min(w_.u[k], b_.hi[k]);
@@ -142,8 +148,9 @@ class OptimisticActivity {
   const WorkProblem& w_;
   const ImpliedBounds& b_;
   uint64_t clock_;
-  Vec<ActivityBounds> act_;
-  Vec<double> scale_min_, scale_max_;  // sums of the magnitudes of the finite terms
+  mutable Vec<ActivityBounds> act_;
+  mutable Vec<double> scale_min_, scale_max_;  // sums of the magnitudes of the finite terms
+  mutable Vec<uint8_t> done_;
 };
 
 }  // namespace
