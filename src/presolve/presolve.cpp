@@ -93,9 +93,6 @@ PresolveStatus Presolver::run(const LogSink* log) {
       forcing_clock_ = 0;
       changed = timed(4, &Presolver::forcing_and_redundant_rows);
       if (changed > 0) continue;
-      dominated_full_ = true;
-      changed = timed(5, &Presolver::dominated_columns);
-      if (changed > 0) continue;
     }
     if (changed == 0) {
       if (absorb_costly_) break;
