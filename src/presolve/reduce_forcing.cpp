@@ -49,7 +49,11 @@ int32_t Presolver::forcing_and_redundant_rows() {
   for (size_t k = 0; k < rows.size() && can_reduce(); ++k) {
     const int32_t i = rows[k];
     if (!w_.row_active[i] || w_.rows[i].size() < 2) continue;
-    const ActivityBounds act = w_.activity(i);
+    // The range implied_bounds summed serves while the row is unchanged.
+    const ActivityBounds act = implied.has_activity[static_cast<size_t>(i)] &&
+                                       !w_.row_changed_since(i, implied.activity_clock)
+                                   ? implied.activity[static_cast<size_t>(i)]
+                                   : w_.activity(i);
     const double lo = act.lo(), hi = act.hi();
     const double rl = w_.rl[i], ru = w_.ru[i];
     const double tol_l = scaled_tol(opt_.tol_s, rl), tol_u = scaled_tol(opt_.tol_s, ru);

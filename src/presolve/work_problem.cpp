@@ -202,12 +202,17 @@ void WorkProblem::implied_bounds(ImpliedBounds& b, const Vec<int32_t>* subset) c
         for (const Entry& f : cols[e.index]) source[f.index] = 1;
       }
   }
+  b.activity.resize(static_cast<size_t>(m));
+  b.has_activity.assign(static_cast<size_t>(m), 0);
+  b.activity_clock = clock;
   for (int32_t i = 0; i < m; ++i) {
     if (!row_active[i] || rows[i].size() < 2) continue;
     if (subset != nullptr && !source[i]) continue;
     const bool has_l = finite(rl[i]), has_u = finite(ru[i]);
     if (!has_l && !has_u) continue;
     const ActivityBounds act = activity(i);
+    b.activity[static_cast<size_t>(i)] = act;
+    b.has_activity[static_cast<size_t>(i)] = 1;
     if (act.min_inf > 1 && act.max_inf > 1) continue;
     for (const Entry& e : rows[i]) {
       const int32_t j = e.index;

@@ -32,7 +32,8 @@ struct ActivityBounds {
 // such a bound to show row i redundant must skip bounds that come from row i itself.
 struct ImpliedBounds {
   explicit ImpliedBounds(std::pmr::memory_resource* mem)
-      : lo(mem), hi(mem), lo_row(mem), hi_row(mem), lo_version(mem), hi_version(mem), row_mark(mem) {}
+      : lo(mem), hi(mem), lo_row(mem), hi_row(mem), lo_version(mem), hi_version(mem), row_mark(mem),
+        activity(mem), has_activity(mem) {}
   Vec<double> lo, hi;
   Vec<int32_t> lo_row, hi_row;  // -1: the column's own bound
   Vec<uint32_t> lo_version, hi_version;  // version of the source row when derived
@@ -40,6 +41,10 @@ struct ImpliedBounds {
   // one of them is recognised in constant time (see mark_column).
   mutable Vec<uint32_t> row_mark;
   mutable uint32_t stamp = 0;
+  // The activity range of each row the bounds were derived from, as at clock activity_clock.
+  Vec<ActivityBounds> activity;
+  Vec<uint8_t> has_activity;
+  uint64_t activity_clock = 0;
   void mark_column(const Vec<Entry>& col, int32_t m) const {
     if (row_mark.size() < static_cast<size_t>(m)) row_mark.resize(static_cast<size_t>(m), 0);
     ++stamp;
