@@ -1,0 +1,104 @@
+// The prefaulted buffer that holds presolve's entry lists: what fits comes from its one block,
+// the rest from upstream, and every upstream block is given back.
+#include <gtest/gtest.h>
+
+#include <cstdint>
+#include <memory_resource>
+#include <vector>
+
+#include "platform/prefaulted_buffer.h"
+
+namespace qubor::platform {
+namespace {
+
+// Counts the blocks and bytes that are out.
+class CountingResource final : public std::pmr::memory_resource {
+ public:
+  int64_t blocks = 0, bytes = 0, calls = 0;
+
+ private:
+  void* do_allocate(size_t n, size_t align) override {
+    ++blocks;
+    ++calls;
+    bytes += static_cast<int64_t>(n);
+    return std::pmr::new_delete_resource()->allocate(n, align);
+  }
+  void do_deallocate(void* p, size_t n, size_t align) override {
+    --blocks;
+    bytes -= static_cast<int64_t>(n);
+    std::pmr::new_delete_resource()->deallocate(p, n, align);
+  }
+  bool do_is_equal(const std::pmr::memory_resource& o) const noexcept override { return this == &o; }
+};
+
+bool inside(const void* p, const void* block, size_t size) {
+  const auto a = reinterpret_cast<uintptr_t>(p), b = reinterpret_cast<uintptr_t>(block);
+  return a >= b && a < b + size;
+}
+
+TEST(PrefaultedBuffer, ServesFromItsBlockThenFromUpstream) {
+  CountingResource up;
+  {
+    PrefaultedBuffer buf(1 << 16, &up);
+    EXPECT_EQ(up.blocks, 1);
+    void* first = buf.allocate(24, 8);
+    void* second = buf.allocate(100, 64);
+    EXPECT_EQ(reinterpret_cast<uintptr_t>(second) % 64, 0u);
+    EXPECT_TRUE(inside(second, first, 1 << 16));
+    EXPECT_GE(static_cast<char*>(second), static_cast<char*>(first) + 24);
+    EXPECT_EQ(up.calls, 1);
+    buf.deallocate(first, 24, 8);  // a no-op inside the block
+    EXPECT_EQ(up.blocks, 1);
+    // Too large for what is left: upstream, and back to upstream when released.
+    void* big = buf.allocate(1 << 17, 8);
+    EXPECT_EQ(up.blocks, 2);
+    buf.deallocate(big, 1 << 17, 8);
+    EXPECT_EQ(up.blocks, 1);
+    buf.deallocate(second, 100, 64);
+  }
+  EXPECT_EQ(up.blocks, 0);
+  EXPECT_EQ(up.bytes, 0);
+}
+
+TEST(PrefaultedBuffer, EmptyBufferPassesEverythingOn) {
+  CountingResource up;
+  {
+    PrefaultedBuffer buf(0, &up);
+    EXPECT_EQ(up.blocks, 0);
+    void* p = buf.allocate(32, 8);
+    EXPECT_EQ(up.blocks, 1);
+    buf.deallocate(p, 32, 8);
+    EXPECT_EQ(up.blocks, 0);
+  }
+  EXPECT_EQ(up.bytes, 0);
+}
+
+TEST(PrefaultedBuffer, VectorsOutgrowingTheBlockKeepTheirContents) {
+  CountingResource up;
+  {
+    PrefaultedBuffer buf(4096, &up);
+    std::pmr::vector<std::pmr::vector<double>> lists(3, &buf);
+    for (int k = 0; k < 20000; ++k)
+      for (auto& list : lists) {
+        grow_prefaulted(list);
+        list.push_back(k);
+      }
+    for (const auto& list : lists) {
+      ASSERT_EQ(list.size(), 20000u);
+      for (int k = 0; k < 20000; k += 997) EXPECT_EQ(list[static_cast<size_t>(k)], k);
+    }
+    EXPECT_GT(up.blocks, 1);
+  }
+  EXPECT_EQ(up.blocks, 0);
+  EXPECT_EQ(up.bytes, 0);
+}
+
+TEST(PrefaultedBuffer, PrefaultAcceptsAnyRange) {
+  std::vector<char> v(3 * 4096 + 17, 1);
+  prefault(v.data() + 5, v.size() - 5);  // whatever the system answers, the data stay
+  prefault(v.data(), 10);                // less than a page: nothing to do
+  for (char c : v) ASSERT_EQ(c, 1);
+}
+
+}  // namespace
+}  // namespace qubor::platform
