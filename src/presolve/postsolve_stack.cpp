@@ -250,10 +250,35 @@ void PostsolveStack::undo_duplicate_column(const Step& s, UndoState& st) const {
 // and z_j = -a y has the sign that bound of x_j needs. A cost (equality rows only) was moved
 // to the other columns as -g a_iq, so their reduced costs stay with y_i = y + g, and
 // z_j = c_j - a y_i = -a y as before.
+double PostsolveStack::original_row_activity(int32_t i, const Vec<double>& x) const {
+  const LpProblem& p = original;
+  if (row_start_.empty()) {
+    row_start_.assign(static_cast<size_t>(p.m) + 1, 0);
+    for (int64_t q = 0; q < p.nnz(); ++q) ++row_start_[static_cast<size_t>(p.rowind[q]) + 1];
+    for (int32_t r = 0; r < p.m; ++r) row_start_[r + 1] += row_start_[r];
+    row_col_.resize(static_cast<size_t>(p.nnz()));
+    row_val_.resize(static_cast<size_t>(p.nnz()));
+    Vec<int64_t> next(row_start_.begin(), row_start_.end() - 1, row_start_.get_allocator());
+    for (int32_t k = 0; k < p.n; ++k) {
+      for (int64_t q = p.colptr[k]; q < p.colptr[k + 1]; ++q) {
+        const int64_t at = next[static_cast<size_t>(p.rowind[q])]++;
+        row_col_[static_cast<size_t>(at)] = k;
+        row_val_[static_cast<size_t>(at)] = p.val[q];
+      }
+    }
+  }
+  double act = 0.0;
+  for (int64_t q = row_start_[i]; q < row_start_[i + 1]; ++q) act += row_val_[q] * x[row_col_[q]];
+  return act;
+}
+
 void PostsolveStack::undo_slack_column(const Step& s, UndoState& st) const {
   const int32_t i = s.row, j = s.col;
   const double a = s.v[0], l = s.v[1], u = s.v[2], rl = s.v[3], ru = s.v[4];
+  // Columns gone from the row before this step are still zero here, and x_j is not yet
+  // restored: on the input's row the sum is the rest of the row as it was.
   double rest = 0.0;
+  if (s.side == 1) rest = original_row_activity(i, st.x);
   for (int64_t p = s.begin; p < s.end; ++p) rest += val[p] * st.x[idx[p]];
   const double min_ax = a > 0 ? a * l : a * u, max_ax = a > 0 ? a * u : a * l;
   const double lo = std::max(min_ax, rl - rest), hi = std::min(max_ax, ru - rest);

@@ -2,7 +2,8 @@
 //
 // Undo works on full-size arrays x, y and z = c - A'y of the problem level being restored.
 // Before undoing step k the arrays hold an optimal solution of the problem as it was right
-// after step k (values of items still removed are meaningless); the undo restores the removed
+// after step k (items still removed hold zero: nothing writes them before their own step is
+// undone, and slack records on the input's rows rely on that); the undo restores the removed
 // items so that the arrays are optimal for the problem right before step k. Only the restored
 // items and the reduced costs of columns whose data the step changed are written; y of rows
 // present on both levels never changes. Each record keeps the data it needs of the level
@@ -30,7 +31,8 @@ enum class StepKind : uint8_t {
   kSubstitution,     // x_j eliminated through row i (free/implied-free column, doubleton)
   kDuplicateRow,     // row other = lambda * row, merged into row
   kDuplicateColumn,  // column other = lambda * column with equal cost ratio, merged
-  kSlackColumn,      // zero-cost column singleton absorbed into its row's sides
+  kSlackColumn,      // column singleton absorbed into its row's sides (side 1: the row is
+                     // the input's row i, not recorded)
   kActivityColumn,   // implied-free x_j replaced by the activity of row i
   kRowToSide,        // inequality row made an equality at the side every optimum has
   kFourierMotzkin,   // zero-cost x_j between rows p and q projected out
@@ -54,7 +56,7 @@ struct UndoState {
 
 struct PostsolveStack {
   explicit PostsolveStack(std::pmr::memory_resource* mem)
-      : steps(mem), idx(mem), val(mem), original(mem) {}
+      : steps(mem), idx(mem), val(mem), original(mem), row_start_(mem), row_col_(mem), row_val_(mem) {}
   Vec<Step> steps;
   Vec<int32_t> idx;
   Vec<double> val;
@@ -108,6 +110,12 @@ struct PostsolveStack {
   }
   int32_t column_key(double x, double l, double u) const;
   int32_t row_key(double act, double rl, double ru) const;
+
+  // a'x over row i of the input, through the input by rows (built on first use).
+  double original_row_activity(int32_t i, const Vec<double>& x) const;
+  mutable Vec<int64_t> row_start_;
+  mutable Vec<int32_t> row_col_;
+  mutable Vec<double> row_val_;
 };
 
 }  // namespace qubor::presolve

@@ -93,8 +93,12 @@ void Presolver::absorb_slack_column(int32_t j, int32_t i) {
   // the first serves the later ones too, since it differs only by columns that are still zero
   // when these are undone.
   SlackRecord& last = slack_records_[static_cast<size_t>(i)];
-  const bool same_row = last.end > last.begin && w_.row_version[i] == last.version;
-  if (same_row) {
+  // A row still as in the input (but for columns gone) is not recorded at all.
+  const bool input_row = !w_.row_modified[i];
+  const bool same_row = input_row || (last.end > last.begin && w_.row_version[i] == last.version);
+  if (input_row) {
+    s.side = 1;
+  } else if (same_row) {
     s.begin = s.mid = last.begin;
     s.end = last.end;
   }

@@ -37,7 +37,7 @@ WorkProblem::WorkProblem(const LpProblem& p, const PresolveOptions& opt)
       col_active(static_cast<size_t>(p.n), 1, opt.mem), row_active(static_cast<size_t>(p.m), 1, opt.mem),
       active_rows(p.m), active_cols(p.n), nnz(0), tol_aij(opt.tol_aij),
       scratch(static_cast<size_t>(p.n), -1, opt.mem), row_scratch(static_cast<size_t>(p.m), -1, opt.mem),
-      row_version(static_cast<size_t>(p.m), 0, opt.mem),
+      row_version(static_cast<size_t>(p.m), 0, opt.mem), row_modified(static_cast<size_t>(p.m), 0, opt.mem),
       row_stamp(static_cast<size_t>(p.m), 1, opt.mem), col_stamp(static_cast<size_t>(p.n), 1, opt.mem) {
   // Columns first, duplicate entries summed (pos: where row i sits in the current column) and
   // tiny ones dropped; the rows follow from the columns, each reserved to its length.
@@ -92,6 +92,7 @@ double WorkProblem::coef(int32_t i, int32_t j) const {
 
 void WorkProblem::add_to_entry(int32_t i, int32_t j, double delta) {
   ++row_version[i];
+  row_modified[i] = 1;
   row_stamp[i] = col_stamp[j] = ++clock;
   auto& col = cols[j];
   for (Entry& e : col) {
@@ -115,6 +116,7 @@ void WorkProblem::add_to_entry(int32_t i, int32_t j, double delta) {
 
 void WorkProblem::remove_entry(int32_t i, int32_t j) {
   ++row_version[i];
+  row_modified[i] = 1;
   row_stamp[i] = col_stamp[j] = ++clock;
   auto& col = cols[j];
   for (size_t q = 0; q < col.size(); ++q) {

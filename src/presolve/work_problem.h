@@ -70,6 +70,9 @@ struct WorkProblem {
   Vec<int32_t> scratch;  // n entries, -1 between uses
   Vec<int32_t> row_scratch;  // m entries, -1 between uses
   Vec<uint32_t> row_version;  // m entries, advanced whenever a row's entries change
+  // m entries: 1 once a row's coefficients changed (not only lost columns), when it is no
+  // longer the input's row restricted to the columns left.
+  Vec<uint8_t> row_modified;
 
   // Change tracking. Every change advances `clock` and stamps what it affects: a row's stamp
   // moves when its entries, its sides or the bounds of its columns change; a column's when
