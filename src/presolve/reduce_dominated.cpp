@@ -51,6 +51,8 @@ void propagate_dual_bounds(const WorkProblem& w, Vec<Range>& y, Vec<uint8_t>& so
         const double lo = e.value > 0 ? r.lo : r.hi, hi = e.value > 0 ? r.hi : r.lo;
         if (finite(lo)) amin += e.value * lo; else ++nmin;
         if (finite(hi)) amax += e.value * hi; else ++nmax;
+        // Two infinite terms on each side that matters: nothing to propagate.
+        if ((!upper || nmin > 1) && (!lower || nmax > 1)) break;
       }
       if ((!upper || nmin > 1) && (!lower || nmax > 1)) continue;
       for (const Entry& e : w.cols[j]) {
