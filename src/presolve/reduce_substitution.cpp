@@ -297,6 +297,7 @@ int32_t Presolver::eliminate_free_columns() {
   const int32_t max_rounds = opt_.eliminator_max_num_tries < 0 ? 64 : opt_.eliminator_max_num_tries;
   if (eliminator_rounds_ >= max_rounds) return 0;
   ++eliminator_rounds_;
+  const bool retest_all = eliminator_retest_all_;
   const int64_t max_fill = opt_.eliminator_max_fill < 0 ? 2 : opt_.eliminator_max_fill;
   // The activity column of an inequality keeps its entries and may stay, so those
   // substitutions get less room.
@@ -372,8 +373,10 @@ int32_t Presolver::eliminate_free_columns() {
   if (count == before) break;
   }
   // Bounds implied through rows farther away than the stamps reach may have changed: once a
-  // round finds nothing, the next one looks at every column again.
-  if (count == 0) std::fill(eliminator_tested_.begin(), eliminator_tested_.end(), 0);
+  // round finds nothing, the next one looks at every column again (once, not after a round
+  // that already did).
+  if (count == 0 && !retest_all) std::fill(eliminator_tested_.begin(), eliminator_tested_.end(), 0);
+  eliminator_retest_all_ = count == 0 && !retest_all;
   return count;
 }
 
