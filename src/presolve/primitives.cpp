@@ -102,11 +102,16 @@ void Presolver::absorb_slack_column(int32_t j, int32_t i) {
     s.begin = s.mid = last.begin;
     s.end = last.end;
   }
-  for (const Entry& e : w_.rows[i]) {
-    if (e.index == j) continue;
-    if (!same_row) stack_.add_entry(s, e.index, e.value);
-    w_.c[e.index] -= g * e.value;
-    if (g != 0.0) w_.touch_col(e.index);
+  if (!same_row) {
+    for (const Entry& e : w_.rows[i])
+      if (e.index != j) stack_.add_entry(s, e.index, e.value);
+  }
+  if (g != 0.0) {
+    for (const Entry& e : w_.rows[i]) {
+      if (e.index == j) continue;
+      w_.c[e.index] -= g * e.value;
+      w_.touch_col(e.index);
+    }
   }
   if (g != 0.0) w_.c0 += g * w_.rl[i];
   const double min_ax = a > 0 ? a * l : a * u, max_ax = a > 0 ? a * u : a * l;
