@@ -244,12 +244,7 @@ void PostsolveStack::undo_duplicate_column(const Step& s, UndoState& st) const {
   }
 }
 
-// v: a, l_j, u_j, rl, ru (row i before), g = c_j / a; entries: row i without column j.
-// With s the rest of the row's activity, a x_j may take any value in [lo, hi] (its own range
-// cut by the row's sides); the row's dual decides: y > 0 puts the row on rl, y < 0 on ru,
-// and z_j = -a y has the sign that bound of x_j needs. A cost (equality rows only) was moved
-// to the other columns as -g a_iq, so their reduced costs stay with y_i = y + g, and
-// z_j = c_j - a y_i = -a y as before.
+// a'x over row i of the input, through the input by rows, built on first use.
 double PostsolveStack::original_row_activity(int32_t i, const Vec<double>& x) const {
   const LpProblem& p = original;
   if (row_start_.empty()) {
@@ -272,6 +267,13 @@ double PostsolveStack::original_row_activity(int32_t i, const Vec<double>& x) co
   return act;
 }
 
+// v: a, l_j, u_j, rl, ru (row i before), g = c_j / a; entries: row i without column j, or
+// none when side is 1 and the row is the input's row i.
+// With s the rest of the row's activity, a x_j may take any value in [lo, hi] (its own range
+// cut by the row's sides); the row's dual decides: y > 0 puts the row on rl, y < 0 on ru,
+// and z_j = -a y has the sign that bound of x_j needs. A cost (equality rows only) was moved
+// to the other columns as -g a_iq, so their reduced costs stay with y_i = y + g, and
+// z_j = c_j - a y_i = -a y as before.
 void PostsolveStack::undo_slack_column(const Step& s, UndoState& st) const {
   const int32_t i = s.row, j = s.col;
   const double a = s.v[0], l = s.v[1], u = s.v[2], rl = s.v[3], ru = s.v[4];

@@ -45,53 +45,48 @@ Presolver::Presolver(const LpProblem& p, const PresolveOptions& opt, PostsolveSt
 PresolveStatus Presolver::run(const LogSink* log) {
   const int32_t max_pass = opt_.max_num_pass < 0 ? 64 : opt_.max_num_pass;
   // Runs one family and charges its time.
-  const auto timed = [this](int k, int32_t (Presolver::*family)()) {
+  using F = PresolveStats::Family;
+  const auto timed = [this](F k, int32_t (Presolver::*family)()) {
     const double t0 = platform::wall_seconds();
     const int32_t changed = (this->*family)();
     stats_.family_time[k] += platform::wall_seconds() - t0;
     return changed;
   };
-  timed(0, &Presolver::tighten_bounds);
+  timed(F::kBounds, &Presolver::tighten_bounds);
   bool lindep_done = !opt_.lindep_use;
   for (int32_t pass = 0; pass < max_pass && can_reduce(); ++pass) {
     ++stats_.passes;
-    int32_t changed = timed(1, &Presolver::remove_empty_rows);
-    changed += timed(2, &Presolver::remove_fixed_and_empty_columns);
-    changed += timed(3, &Presolver::singleton_rows);
-    changed += timed(2, &Presolver::remove_fixed_and_empty_columns);
-    changed += timed(4, &Presolver::forcing_and_redundant_rows);
+    int32_t changed = timed(F::kEmpty, &Presolver::remove_empty_rows);
+    changed += timed(F::kFixed, &Presolver::remove_fixed_and_empty_columns);
+    changed += timed(F::kSingletonRows, &Presolver::singleton_rows);
+    changed += timed(F::kFixed, &Presolver::remove_fixed_and_empty_columns);
+    changed += timed(F::kForcing, &Presolver::forcing_and_redundant_rows);
     // The dual bounds take whole sweeps: after the first pass they are recomputed only once
     // the cheap reductions have run dry, and only when something changed since.
-    if (pass == 0) changed += timed(5, &Presolver::dominated_columns);
-    changed += timed(6, &Presolver::column_singletons);
-    changed += timed(7, &Presolver::fourier_motzkin_columns);
-    changed += timed(8, &Presolver::doubleton_equations);
+    if (pass == 0) changed += timed(F::kDominated, &Presolver::dominated_columns);
+    changed += timed(F::kColumnSingletons, &Presolver::column_singletons);
+    changed += timed(F::kFourierMotzkin, &Presolver::fourier_motzkin_columns);
+    changed += timed(F::kDoubletons, &Presolver::doubleton_equations);
     if (changed > 0) continue;
     if (w_.clock != dominated_clock_) {
-      changed = timed(5, &Presolver::dominated_columns);
+      changed = timed(F::kDominated, &Presolver::dominated_columns);
       if (changed > 0) continue;
     }
-    changed += timed(9, &Presolver::duplicate_rows);
-    changed += timed(10, &Presolver::duplicate_columns);
+    changed += timed(F::kDuplicateRows, &Presolver::duplicate_rows);
+    changed += timed(F::kDuplicateColumns, &Presolver::duplicate_columns);
     if (!lindep_done && can_reduce()) {
       linalg::log_printf(log, 2, "Linear dependency checker started.\n");
-      const double t0 = platform::wall_seconds();
-      changed += timed(11, &Presolver::linear_dependent_rows);
-      stats_.lindep_time += platform::wall_seconds() - t0;
+      changed += timed(F::kLindep, &Presolver::linear_dependent_rows);
       lindep_done = true;
       linalg::log_printf(log, 2, "Linear dependency checker terminated.\n");
     }
-    if (can_reduce()) {
-      const double t0 = platform::wall_seconds();
-      changed += timed(12, &Presolver::eliminate_free_columns);
-      stats_.eli_time += platform::wall_seconds() - t0;
-    }
+    if (can_reduce()) changed += timed(F::kEliminator, &Presolver::eliminate_free_columns);
     if (changed == 0 && stats_.reductions != reductions_at_full_sweep_) {
       // The incremental sweeps see changes in a row or its columns only; bounds implied
       // through rows farther away are caught by a full sweep before presolve settles.
       reductions_at_full_sweep_ = stats_.reductions;
       forcing_clock_ = 0;
-      changed = timed(4, &Presolver::forcing_and_redundant_rows);
+      changed = timed(F::kForcing, &Presolver::forcing_and_redundant_rows);
       if (changed > 0) continue;
     }
     if (changed == 0) {
@@ -105,6 +100,8 @@ PresolveStatus Presolver::run(const LogSink* log) {
     remove_fixed_and_empty_columns();
   }
   assert(w_.links_consistent());
+  stats_.lindep_time = stats_.family_time[F::kLindep];
+  stats_.eli_time = stats_.family_time[F::kEliminator];
   return status_;
 }
 
@@ -210,7 +207,7 @@ PresolveResult presolve(LpProblem input, const PresolveOptions& options, const L
     r.status = engine.run(log);
     const double t1 = platform::wall_seconds();
     if (r.status == PresolveStatus::kReduced) build_reduced(engine.problem(), r);
-    s.family_time[13] = platform::wall_seconds() - t1;
+    s.family_time[PresolveStats::kReducedProblem] = platform::wall_seconds() - t1;
   }
   s.rows_after = r.reduced.m;
   s.cols_after = r.reduced.n;

@@ -28,8 +28,8 @@
 
 #include <cmath>
 #include <cstdint>
-#include <memory>
 #include <iterator>
+#include <memory>
 #include <memory_resource>
 #include <vector>
 
@@ -102,12 +102,18 @@ struct PresolveStats {
   bool lindep_incomplete = false;  // the check stopped at its work limit
   int32_t eliminated = 0;          // free or implied-free columns substituted out
   double time = 0.0, eli_time = 0.0, lindep_time = 0.0;  // wall seconds
-  // Wall seconds spent in each family of reductions, in the order of kFamilyNames.
+  // Wall seconds spent in each family of reductions, indexed by Family; eli_time and
+  // lindep_time are copies of two of them.
+  enum Family : int {
+    kBounds, kEmpty, kFixed, kSingletonRows, kForcing, kDominated, kColumnSingletons, kFourierMotzkin,
+    kDoubletons, kDuplicateRows, kDuplicateColumns, kLindep, kEliminator, kReducedProblem, kNumFamilies
+  };
   static constexpr const char* kFamilyNames[] = {"bounds", "empty", "fixed", "singleton rows", "forcing",
                                                  "dominated", "column singletons", "fourier-motzkin",
                                                  "doubletons", "duplicate rows", "duplicate columns",
                                                  "lindep", "eliminator", "reduced problem"};
-  double family_time[std::size(kFamilyNames)] = {};
+  static_assert(std::size(kFamilyNames) == kNumFamilies);
+  double family_time[kNumFamilies] = {};
 };
 
 enum class PresolveStatus {

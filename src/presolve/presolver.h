@@ -102,6 +102,9 @@ class Presolver {
   PresolveStatus status() const { return status_; }
 
  private:
+  // One sweep of the eliminator over the columns, with the implied bounds given; adds what it
+  // reads to work and stops at budget. Returns the substitutions made.
+  int32_t eliminator_sweep(const ImpliedBounds& implied, int64_t budget, int64_t& work);
   double round_lower(int32_t j, double v) const;
   double round_upper(int32_t j, double v) const;
   bool bounds_equal(double l, double u) const {
@@ -118,10 +121,7 @@ class Presolver {
   ParallelFinder row_finder_, col_finder_;
   uint64_t dup_rows_clock_ = 0, dup_cols_clock_ = 0;
   int64_t reductions_at_full_sweep_ = -1;
-  uint64_t dominated_clock_ = 0;  // clock at the start of the last dominated-column sweep
-  // The next dominated-column sweep tests every column, not only those changed since the
-  // last one (the dual bounds move with changes anywhere).
-  bool dominated_full_ = true;
+  uint64_t dominated_clock_ = 0;  // clock at the start of the last dominated-column sweep (0: none yet)
   int32_t eliminator_rounds_ = 0;
   int32_t eliminator_cursor_ = 0;
   // Clock at which the eliminator last found column j unusable; it looks again only once

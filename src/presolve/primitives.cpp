@@ -89,20 +89,17 @@ void Presolver::absorb_slack_column(int32_t j, int32_t i) {
   // On an equality row the cost moves to the other columns: c_j x_j = g (b - rest), g = c_j / a.
   const double g = w_.c[j] / a;
   Step& s = stack_.push(StepKind::kSlackColumn, i, j, -1, {a, l, u, w_.rl[i], w_.ru[i], g});
-  // Several slacks of one row: while the row is otherwise unchanged, the row as recorded for
-  // the first serves the later ones too, since it differs only by columns that are still zero
-  // when these are undone.
+  // The row as it is now is recorded only when nothing else will do: a row still as in the
+  // input (but for columns gone) is the input's row, and while a row is otherwise unchanged
+  // the record of its last slack serves too. Either differs from the row now only by columns
+  // that are still zero when this step is undone.
   SlackRecord& last = slack_records_[static_cast<size_t>(i)];
-  // A row still as in the input (but for columns gone) is not recorded at all.
-  const bool input_row = !w_.row_modified[i];
-  const bool same_row = input_row || (last.end > last.begin && w_.row_version[i] == last.version);
-  if (input_row) {
+  if (!w_.row_modified[i]) {
     s.side = 1;
-  } else if (same_row) {
+  } else if (last.end > last.begin && w_.row_version[i] == last.version) {
     s.begin = s.mid = last.begin;
     s.end = last.end;
-  }
-  if (!same_row) {
+  } else {
     for (const Entry& e : w_.rows[i])
       if (e.index != j) stack_.add_entry(s, e.index, e.value);
   }

@@ -172,10 +172,9 @@ int32_t Presolver::dominated_columns() {
   // The sources of the bounds are judged by the row signs alone, after the others: fixing
   // one earlier would void its bounds for the later columns. A source cannot be fixed that
   // way while its constraint is what bounds a dual, so the earlier fixes stay valid.
-  // Between full sweeps only columns whose neighbourhood changed since the last sweep are
+  // After the first sweep only columns whose neighbourhood changed since the last sweep are
   // tested: the dual bounds of far rows rarely move enough to decide another.
-  const bool full = dominated_full_;
-  dominated_full_ = false;
+  const bool full = since == 0;
   for (int pass = 0; pass < 2; ++pass) {
     for (int32_t j = 0; j < w_.n && can_reduce(); ++j) {
       if (!w_.col_active[j] || w_.integer(j) || w_.cols[j].empty()) continue;

@@ -99,7 +99,7 @@ class OptimisticActivity {
     double lo = -kInf, hi = kInf;
     for (const Entry& e : w_.cols[j]) {
       const int32_t i = e.index;
-      if (w_.row_stamp[static_cast<size_t>(i)] > clock_) return true;
+      if (w_.row_changed_since(i, clock_)) return true;
       const ActivityBounds& a = row(i);
       double tmin, tmax;
       term(j, e.value, tmin, tmax);
@@ -298,10 +298,6 @@ int32_t Presolver::eliminate_free_columns() {
   if (eliminator_rounds_ >= max_rounds) return 0;
   ++eliminator_rounds_;
   const bool retest_all = eliminator_retest_all_;
-  const int64_t max_fill = opt_.eliminator_max_fill < 0 ? 2 : opt_.eliminator_max_fill;
-  // The activity column of an inequality keeps its entries and may stay, so those
-  // substitutions get less room.
-  const int64_t max_fill_activity = std::min<int64_t>(max_fill, 1);
   // Each round may read about a hundred times the nonzeros (counted generously: every row
   // of a column that has a short one); dense rows would make it quadratic.
   const int64_t budget = 100 * w_.nnz + 100000;
@@ -311,9 +307,26 @@ int32_t Presolver::eliminate_free_columns() {
   // A substitution changes rows, whose implied bounds then no longer serve: the columns it
   // touched are tried again in a new sweep with fresh bounds, a few times per round.
   for (int sweep = 0; sweep < 4 && can_reduce() && work < budget; ++sweep) {
-  const int32_t before = count;
-  w_.implied_bounds(implied);
+    w_.implied_bounds(implied);
+    const int32_t found = eliminator_sweep(implied, budget, work);
+    count += found;
+    if (found == 0) break;
+  }
+  // Bounds implied through rows farther away than the stamps reach may have changed: once a
+  // round finds nothing, the next one looks at every column again (once, not after a round
+  // that already did).
+  if (count == 0 && !retest_all) std::fill(eliminator_tested_.begin(), eliminator_tested_.end(), 0);
+  eliminator_retest_all_ = count == 0 && !retest_all;
+  return count;
+}
+
+int32_t Presolver::eliminator_sweep(const ImpliedBounds& implied, int64_t budget, int64_t& work) {
+  const int64_t max_fill = opt_.eliminator_max_fill < 0 ? 2 : opt_.eliminator_max_fill;
+  // The activity column of an inequality keeps its entries and may stay, so those
+  // substitutions get less room.
+  const int64_t max_fill_activity = std::min<int64_t>(max_fill, 1);
   const OptimisticActivity optimistic(w_, implied);
+  int32_t count = 0;
   // A round that runs out of work resumes where the previous one stopped.
   int32_t step = 0;
   for (; step < w_.n && can_reduce() && work < budget; ++step) {
@@ -322,37 +335,36 @@ int32_t Presolver::eliminate_free_columns() {
     if (!w_.col_neighbourhood_changed_since(j, eliminator_tested_[j])) continue;
     eliminator_tested_[j] = w_.clock;
     const auto& col = w_.cols[j];
-    // Fill is counted only for columns that have a row it may pivot on and are implied free;
-    // both tests are cheaper than counting fill.
+    // The product bounds the new entries of a pivot on row i; only promising pairs are
+    // counted exactly.
+    const auto fill_bound = [&](int32_t i) {
+      return static_cast<int64_t>(w_.rows[i].size() - 1) * static_cast<int64_t>(col.size() - 1);
+    };
     const double col_max = max_abs(col);
-    const auto pivot_row = [&](const Entry& e) {
-      const int32_t i = e.index;
-      if (std::fabs(e.value) < kPivotTol * col_max) return false;
-      // The product bounds the new entries; only promising pairs are counted exactly.
-      const int64_t bound = static_cast<int64_t>(w_.rows[i].size() - 1) * static_cast<int64_t>(col.size() - 1);
-      if (bound > 400) return false;
-      // Through an inequality x_j becomes the row's activity: the column stays, one entry
-      // shorter. Of two entries, it is then a singleton that goes as a slack or singleton
-      // of its last row; longer columns are turned only through doubleton rows, whose
-      // activity is x_j shifted by one other column.
+    const auto stable_and_short = [&](const Entry& e) {
+      return std::fabs(e.value) >= kPivotTol * col_max && fill_bound(e.index) <= 400;
+    };
+    // Through an inequality x_j becomes the row's activity: the column stays, one entry
+    // shorter. Of two entries, it is then a singleton that goes as a slack or singleton of
+    // its last row; longer columns are turned only through doubleton rows, whose activity is
+    // x_j shifted by one other column.
+    const auto can_turn = [&](int32_t i) {
       return w_.rl[i] == w_.ru[i] || col.size() == 2 || w_.rows[i].size() == 2;
     };
-    bool short_row = false;
-    for (const Entry& e : col)
-      short_row = short_row || static_cast<int64_t>(w_.rows[e.index].size() - 1) *
-                                       static_cast<int64_t>(col.size() - 1) <= 400;
-    if (!short_row) continue;
+    // Fill is counted only for columns that have a row they may pivot on and are implied
+    // free; both tests are cheaper than counting fill.
+    if (std::none_of(col.begin(), col.end(), [&](const Entry& e) { return fill_bound(e.index) <= 400; })) continue;
     for (const Entry& e : col) work += static_cast<int64_t>(w_.rows[e.index].size());
-    if (std::none_of(col.begin(), col.end(), pivot_row)) continue;
+    if (std::none_of(col.begin(), col.end(), [&](const Entry& e) { return stable_and_short(e) && can_turn(e.index); }))
+      continue;
     if (!optimistic.may_be_implied_free(j) || !implied_free(w_, &implied, j, opt_.tol_x)) continue;
     int32_t best = -1;
     int64_t best_fill = max_fill + 1;
     for (const Entry& e : col) {
       const int32_t i = e.index;
-      const int64_t bound = static_cast<int64_t>(w_.rows[i].size() - 1) * static_cast<int64_t>(col.size() - 1);
-      if (std::fabs(e.value) < kPivotTol * col_max || bound > 400) continue;
-      work += bound + static_cast<int64_t>(col.size() * w_.rows[i].size());
-      if (!pivot_row(e)) continue;
+      if (!stable_and_short(e)) continue;
+      work += fill_bound(i) + static_cast<int64_t>(col.size() * w_.rows[i].size());
+      if (!can_turn(i)) continue;
       const bool equality = w_.rl[i] == w_.ru[i];
       const int64_t extra = equality || col.size() == 2 ? 0 : static_cast<int64_t>(col.size() - 1);
       const int64_t cap = equality ? best_fill : std::min(best_fill, max_fill_activity);
@@ -370,13 +382,6 @@ int32_t Presolver::eliminate_free_columns() {
     ++count;
   }
   eliminator_cursor_ = w_.n > 0 ? (eliminator_cursor_ + step) % w_.n : 0;
-  if (count == before) break;
-  }
-  // Bounds implied through rows farther away than the stamps reach may have changed: once a
-  // round finds nothing, the next one looks at every column again (once, not after a round
-  // that already did).
-  if (count == 0 && !retest_all) std::fill(eliminator_tested_.begin(), eliminator_tested_.end(), 0);
-  eliminator_retest_all_ = count == 0 && !retest_all;
   return count;
 }
 
