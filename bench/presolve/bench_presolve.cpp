@@ -18,6 +18,7 @@
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
+#include <ctime>
 #include <filesystem>
 #include <string>
 #include <vector>
@@ -105,10 +106,15 @@ int main(int argc, char** argv) {
     sink.level = log_level;
     rusage before{}, after{};
     qubor::presolve::LpProblem input = p;  // presolve keeps its input; the copy is not timed
+    timespec cpu0{}, cpu1{};
     getrusage(RUSAGE_SELF, &before);
+    clock_gettime(CLOCK_THREAD_CPUTIME_ID, &cpu0);
     auto r = qubor::presolve::presolve(std::move(input), opt, log_level > 0 ? &sink : nullptr);
+    clock_gettime(CLOCK_THREAD_CPUTIME_ID, &cpu1);
     getrusage(RUSAGE_SELF, &after);
+    const double cpu_ms = 1e3 * (cpu1.tv_sec - cpu0.tv_sec) + 1e-6 * (cpu1.tv_nsec - cpu0.tv_nsec);
     const long faults = after.ru_minflt - before.ru_minflt;
+    const double sys_ms = 1e3 * ((after.ru_stime.tv_sec - before.ru_stime.tv_sec) + 1e-6 * (after.ru_stime.tv_usec - before.ru_stime.tv_usec));
     const double first_time = r.stats.time;
     // The least time of the repeats, with its breakdown.
     for (int k = 1; k < repeat; ++k) {
@@ -144,9 +150,9 @@ int main(int argc, char** argv) {
     }
     std::printf("\n");
     if (times) {
-      std::printf("   first run %.1f ms with %ld page faults; passes %d:", 1e3 * first_time, faults, r.stats.passes);
+      std::printf("   first run %.1f ms (%.1f ms of CPU, %.1f in the kernel) with %ld page faults; passes %d:", 1e3 * first_time, cpu_ms, sys_ms, faults, r.stats.passes);
       for (size_t k = 0; k < std::size(r.stats.family_time); ++k)
-        if (r.stats.family_time[k] >= 5e-4)
+        if (r.stats.family_time[k] >= 1e-4)
           std::printf(" %s %.1f ms,", qubor::presolve::PresolveStats::kFamilyNames[k], 1e3 * r.stats.family_time[k]);
       std::printf("\n");
     }

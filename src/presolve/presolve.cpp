@@ -37,10 +37,10 @@ PresolveResult::PresolveResult(PresolveResult&&) noexcept = default;
 PresolveResult& PresolveResult::operator=(PresolveResult&&) noexcept = default;
 
 Presolver::Presolver(const LpProblem& p, const PresolveOptions& opt, PostsolveStack& stack, PresolveStats& stats)
-    : w_(p, opt), opt_(opt), stack_(stack), stats_(stats),
-      row_finder_(opt.mem), col_finder_(opt.mem), eliminator_tested_(static_cast<size_t>(p.n), 0, opt.mem),
-      singleton_tested_(static_cast<size_t>(p.n), 0, opt.mem),
-      slack_records_(static_cast<size_t>(p.m), SlackRecord{}, opt.mem) {}
+    : w_(p, opt), opt_(opt), stack_(stack), stats_(stats), implied_(&w_.memory),
+      row_finder_(opt.mem), col_finder_(opt.mem), eliminator_tested_(static_cast<size_t>(p.n), 0, &w_.memory),
+      singleton_tested_(static_cast<size_t>(p.n), 0, &w_.memory),
+      slack_records_(static_cast<size_t>(p.m), SlackRecord{}, &w_.memory) {}
 
 PresolveStatus Presolver::run(const LogSink* log) {
   const int32_t max_pass = opt_.max_num_pass < 0 ? 64 : opt_.max_num_pass;
@@ -204,6 +204,7 @@ PresolveResult presolve(LpProblem input, const PresolveOptions& options, const L
   } else {
     linalg::log_printf(log, 1, "Presolve started.\n");
     Presolver engine(problem, options, stack, s);
+    s.family_time[PresolveStats::kSetup] = platform::wall_seconds() - t0;
     r.status = engine.run(log);
     const double t1 = platform::wall_seconds();
     if (r.status == PresolveStatus::kReduced) build_reduced(engine.problem(), r);

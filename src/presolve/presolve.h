@@ -106,12 +106,12 @@ struct PresolveStats {
   // lindep_time are copies of two of them.
   enum Family : int {
     kBounds, kEmpty, kFixed, kSingletonRows, kForcing, kDominated, kColumnSingletons, kFourierMotzkin,
-    kDoubletons, kDuplicateRows, kDuplicateColumns, kLindep, kEliminator, kReducedProblem, kNumFamilies
+    kDoubletons, kDuplicateRows, kDuplicateColumns, kLindep, kEliminator, kSetup, kReducedProblem, kNumFamilies
   };
   static constexpr const char* kFamilyNames[] = {"bounds", "empty", "fixed", "singleton rows", "forcing",
                                                  "dominated", "column singletons", "fourier-motzkin",
                                                  "doubletons", "duplicate rows", "duplicate columns",
-                                                 "lindep", "eliminator", "reduced problem"};
+                                                 "lindep", "eliminator", "setup", "reduced problem"};
   static_assert(std::size(kFamilyNames) == kNumFamilies);
   double family_time[kNumFamilies] = {};
 };

@@ -102,9 +102,10 @@ class Presolver {
   PresolveStatus status() const { return status_; }
 
  private:
-  // One sweep of the eliminator over the columns, with the implied bounds given; adds what it
-  // reads to work and stops at budget. Returns the substitutions made.
-  int32_t eliminator_sweep(const ImpliedBounds& implied, int64_t budget, int64_t& work);
+  // One sweep of the eliminator over the columns, refreshing the implied bounds once a
+  // column needs them; adds what it reads to work and stops at budget. Returns the
+  // substitutions made.
+  int32_t eliminator_sweep(int64_t budget, int64_t& work);
   double round_lower(int32_t j, double v) const;
   double round_upper(int32_t j, double v) const;
   bool bounds_equal(double l, double u) const {
@@ -117,6 +118,9 @@ class Presolver {
   PresolveStats& stats_;
   PresolveStatus status_ = PresolveStatus::kReduced;
   uint64_t forcing_clock_ = 0;  // clock at the start of the last forcing sweep
+  // The bounds rows imply, shared by the forcing rows and the eliminator and refreshed where
+  // the problem changed.
+  ImpliedBounds implied_;
   // Duplicate detection keeps its hashes between sweeps.
   ParallelFinder row_finder_, col_finder_;
   uint64_t dup_rows_clock_ = 0, dup_cols_clock_ = 0;
@@ -128,6 +132,7 @@ class Presolver {
   // the column or one of its rows has changed.
   Vec<uint64_t> eliminator_tested_;
   bool eliminator_retest_all_ = false;  // this round looks at every column
+  bool eliminator_retested_all_ = false;  // a round did, which happens once
   Vec<uint64_t> singleton_tested_;  // the same for column_singletons
   // Per row, the entries recorded for the last slack column absorbed and the row's version after.
   struct SlackRecord {

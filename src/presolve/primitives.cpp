@@ -153,8 +153,7 @@ void Presolver::substitute(int32_t j, int32_t i, int32_t row_key, int32_t partne
     const int32_t r = e.index;
     if (r == i) continue;
     const double f = -e.value / a;
-    for (const Entry& t : row)
-      if (t.index != j) w_.add_to_entry(r, t.index, f * t.value);
+    w_.add_scaled_row(r, row, j, f);
     if (finite(w_.rl[r])) w_.rl[r] += f * b;
     if (finite(w_.ru[r])) w_.ru[r] += f * b;
     w_.touch_row(r);
@@ -183,8 +182,7 @@ void Presolver::substitute_activity(int32_t j, int32_t i) {
     const int32_t r = e.index;
     if (r == i) continue;
     const double f = e.value / a;
-    for (const Entry& t : row)
-      if (t.index != j) w_.add_to_entry(r, t.index, -f * t.value);
+    w_.add_scaled_row(r, row, j, -f);
     w_.add_to_entry(r, j, f - e.value);
   }
   const double g = w_.c[j] / a;

@@ -139,6 +139,15 @@ int32_t Presolver::fix_weakly_dominated(int32_t j, const Vec<Range>& y_rows) {
 
 int32_t Presolver::dominated_columns() {
   const uint64_t since = dominated_clock_;
+  // The dual bounds take whole sweeps over the columns: after the first, they are derived
+  // again only once a fiftieth of the columns have seen a change; smaller changes wait for
+  // the next call.
+  if (since != 0) {
+    int32_t changed = 0;
+    for (int32_t j = 0; j < w_.n; ++j)
+      if (w_.col_active[j] && w_.col_neighbourhood_changed_since(j, since)) ++changed;
+    if (changed < std::max(10, w_.active_cols / 50)) return 0;
+  }
   dominated_clock_ = w_.clock;
   Vec<Range> y(static_cast<size_t>(w_.m), Range{0, 0}, opt_.mem);
   dual_bounds_from_rows(w_, y);

@@ -42,8 +42,8 @@ int32_t Presolver::forcing_and_redundant_rows() {
     if (w_.row_active[i] && w_.rows[i].size() >= 2 && w_.row_changed_since(i, forcing_clock_)) rows.push_back(i);
   forcing_clock_ = w_.clock;
   if (rows.empty()) return 0;
-  ImpliedBounds implied(opt_.mem);
-  w_.implied_bounds(implied, static_cast<size_t>(4 * rows.size()) < static_cast<size_t>(w_.m) ? &rows : nullptr);
+  w_.refresh_implied_bounds(implied_);
+  const ImpliedBounds& implied = implied_;
   // Rows whose implied bounds still hold: active and sides unchanged.
   Vec<uint8_t> valid(w_.row_active, opt_.mem);
   for (size_t k = 0; k < rows.size() && can_reduce(); ++k) {

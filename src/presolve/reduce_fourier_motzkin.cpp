@@ -71,8 +71,7 @@ void Presolver::combine_rows_through(int32_t j, int32_t p, int32_t q) {
     if (e.index != j) stack_.add_entry(s, e.index, e.value);
   // q += mu p cancels x_j; q's finite side moves by mu times p's.
   w_.remove_entry(q, j);
-  for (const Entry& e : row_p)
-    if (e.index != j) w_.add_to_entry(q, e.index, mu * e.value);
+  w_.add_scaled_row(q, row_p, j, mu);
   if (finite(w_.rl[q])) w_.rl[q] += mu * bp;
   if (finite(w_.ru[q])) w_.ru[q] += mu * bp;
   // Row p keeps x_j at its finite bound.

@@ -88,11 +88,10 @@ namespace {
 // range is summed when first needed.
 class OptimisticActivity {
  public:
-  OptimisticActivity(const WorkProblem& w, const ImpliedBounds& b)
-      : w_(w), b_(b), clock_(w.clock), act_(static_cast<size_t>(w.m), ActivityBounds{}, b.lo.get_allocator()),
-        scale_min_(static_cast<size_t>(w.m), 0.0, b.lo.get_allocator()),
-        scale_max_(static_cast<size_t>(w.m), 0.0, b.lo.get_allocator()),
-        done_(static_cast<size_t>(w.m), 0, b.lo.get_allocator()) {}
+  OptimisticActivity(const WorkProblem& w, const ImpliedBounds& b, std::pmr::memory_resource* mem)
+      : w_(w), b_(b), clock_(w.clock), act_(static_cast<size_t>(w.m), ActivityBounds{}, mem),
+        scale_min_(static_cast<size_t>(w.m), 0.0, mem), scale_max_(static_cast<size_t>(w.m), 0.0, mem),
+        done_(static_cast<size_t>(w.m), 0, mem) {}
 
   bool may_be_implied_free(int32_t j) const {
     const bool need_lo = finite(w_.l[j]), need_hi = finite(w_.u[j]);
@@ -158,7 +157,6 @@ class OptimisticActivity {
 int32_t Presolver::column_singletons() {
   int32_t count = 0;
   ImpliedBounds plain(opt_.mem);  // the columns' own bounds
-  const Vec<int32_t> no_rows(opt_.mem);
   std::optional<OptimisticActivity> screen;
   int64_t tested = 0;  // entries read by the exact tests so far
   for (int32_t j = 0; j < w_.n && can_reduce(); ++j) {
@@ -172,8 +170,8 @@ int32_t Presolver::column_singletons() {
     // Many singletons may share a row: the screen reads the row's totals, not the row. It
     // costs a sweep, worth it after some rows' worth of singleton tests.
     if (!screen && (tested += static_cast<int64_t>(w_.rows[i].size())) > w_.nnz / 8) {
-      w_.implied_bounds(plain, &no_rows);
-      screen.emplace(w_, plain);
+      w_.own_bounds(plain);
+      screen.emplace(w_, plain, opt_.mem);
     }
     const bool free_col = (!screen || screen->may_be_implied_free(j)) && implied_free(w_, nullptr, j, opt_.tol_x);
     if (!free_col || std::fabs(a) < kPivotTol * max_abs(w_.rows[i])) {
@@ -303,29 +301,33 @@ int32_t Presolver::eliminate_free_columns() {
   const int64_t budget = 100 * w_.nnz + 100000;
   int64_t work = 0;
   int32_t count = 0;
-  ImpliedBounds implied(opt_.mem);
   // A substitution changes rows, whose implied bounds then no longer serve: the columns it
   // touched are tried again in a new sweep with fresh bounds, a few times per round.
   for (int sweep = 0; sweep < 4 && can_reduce() && work < budget; ++sweep) {
-    w_.implied_bounds(implied);
-    const int32_t found = eliminator_sweep(implied, budget, work);
+    const int32_t found = eliminator_sweep(budget, work);
     count += found;
     if (found == 0) break;
   }
-  // Bounds implied through rows farther away than the stamps reach may have changed: once a
-  // round finds nothing, the next one looks at every column again (once, not after a round
-  // that already did).
-  if (count == 0 && !retest_all) std::fill(eliminator_tested_.begin(), eliminator_tested_.end(), 0);
-  eliminator_retest_all_ = count == 0 && !retest_all;
+  // Bounds implied through rows farther away than the stamps reach may have changed: the
+  // first round that finds nothing has the next one look at every column again. Once is
+  // enough: later full retests found nothing more on any model tried.
+  eliminator_retest_all_ = count == 0 && !retest_all && !eliminator_retested_all_;
+  if (eliminator_retest_all_) {
+    std::fill(eliminator_tested_.begin(), eliminator_tested_.end(), 0);
+    eliminator_retested_all_ = true;
+  }
   return count;
 }
 
-int32_t Presolver::eliminator_sweep(const ImpliedBounds& implied, int64_t budget, int64_t& work) {
+int32_t Presolver::eliminator_sweep(int64_t budget, int64_t& work) {
   const int64_t max_fill = opt_.eliminator_max_fill < 0 ? 2 : opt_.eliminator_max_fill;
   // The activity column of an inequality keeps its entries and may stay, so those
   // substitutions get less room.
   const int64_t max_fill_activity = std::min<int64_t>(max_fill, 1);
-  const OptimisticActivity optimistic(w_, implied);
+  // The implied bounds are brought up to date when the first column that may pivot
+  // somewhere is reached, not at all when none may.
+  const ImpliedBounds& implied = implied_;
+  std::optional<OptimisticActivity> optimistic;
   int32_t count = 0;
   // A round that runs out of work resumes where the previous one stopped.
   int32_t step = 0;
@@ -357,7 +359,11 @@ int32_t Presolver::eliminator_sweep(const ImpliedBounds& implied, int64_t budget
     for (const Entry& e : col) work += static_cast<int64_t>(w_.rows[e.index].size());
     if (std::none_of(col.begin(), col.end(), [&](const Entry& e) { return stable_and_short(e) && can_turn(e.index); }))
       continue;
-    if (!optimistic.may_be_implied_free(j) || !implied_free(w_, &implied, j, opt_.tol_x)) continue;
+    if (!optimistic) {
+      w_.refresh_implied_bounds(implied_);
+      optimistic.emplace(w_, implied, opt_.mem);
+    }
+    if (!optimistic->may_be_implied_free(j) || !implied_free(w_, &implied, j, opt_.tol_x)) continue;
     int32_t best = -1;
     int64_t best_fill = max_fill + 1;
     for (const Entry& e : col) {

@@ -19,26 +19,27 @@ void erase_at(Vec<Entry>& list, size_t p, Vec<Vec<Entry>>& other) {
 }
 
 // The lists as built (two entries per nonzero, one header per row and column) and a
-// quarter more for fill.
-size_t list_bytes(const LpProblem& p) {
+// quarter more for fill, and the arrays per row and column kept while presolve runs (here
+// and in the engine).
+size_t block_bytes(const LpProblem& p) {
   const auto lists = static_cast<size_t>(p.n) + static_cast<size_t>(p.m);
   const auto entries = 2 * static_cast<size_t>(p.nnz());
-  return lists * sizeof(Vec<Entry>) + entries * sizeof(Entry) * 5 / 4 + 4096;
+  return lists * (sizeof(Vec<Entry>) + WorkProblem::kBytesPerItem) + entries * sizeof(Entry) * 5 / 4 + 4096;
 }
 
 }  // namespace
 
 WorkProblem::WorkProblem(const LpProblem& p, const PresolveOptions& opt)
-    : n(p.n), m(p.m), lists_memory(list_bytes(p), opt.mem),
-      cols(static_cast<size_t>(p.n), &lists_memory), rows(static_cast<size_t>(p.m), &lists_memory),
-      c(p.c.begin(), p.c.end(), opt.mem), l(p.l.begin(), p.l.end(), opt.mem),
-      u(p.u.begin(), p.u.end(), opt.mem), rl(p.rl.begin(), p.rl.end(), opt.mem),
-      ru(p.ru.begin(), p.ru.end(), opt.mem), c0(p.c0), is_int(p.is_int.begin(), p.is_int.end(), opt.mem),
-      col_active(static_cast<size_t>(p.n), 1, opt.mem), row_active(static_cast<size_t>(p.m), 1, opt.mem),
+    : n(p.n), m(p.m), memory(block_bytes(p), opt.mem),
+      cols(static_cast<size_t>(p.n), &memory), rows(static_cast<size_t>(p.m), &memory),
+      c(p.c.begin(), p.c.end(), &memory), l(p.l.begin(), p.l.end(), &memory),
+      u(p.u.begin(), p.u.end(), &memory), rl(p.rl.begin(), p.rl.end(), &memory),
+      ru(p.ru.begin(), p.ru.end(), &memory), c0(p.c0), is_int(p.is_int.begin(), p.is_int.end(), &memory),
+      col_active(static_cast<size_t>(p.n), 1, &memory), row_active(static_cast<size_t>(p.m), 1, &memory),
       active_rows(p.m), active_cols(p.n), nnz(0), tol_aij(opt.tol_aij),
-      scratch(static_cast<size_t>(p.n), -1, opt.mem), row_scratch(static_cast<size_t>(p.m), -1, opt.mem),
-      row_version(static_cast<size_t>(p.m), 0, opt.mem), row_modified(static_cast<size_t>(p.m), 0, opt.mem),
-      row_stamp(static_cast<size_t>(p.m), 1, opt.mem), col_stamp(static_cast<size_t>(p.n), 1, opt.mem) {
+      scratch(static_cast<size_t>(p.n), -1, &memory), row_scratch(static_cast<size_t>(p.m), -1, &memory),
+      row_version(static_cast<size_t>(p.m), 0, &memory), row_modified(static_cast<size_t>(p.m), 0, &memory),
+      row_stamp(static_cast<size_t>(p.m), 1, &memory), col_stamp(static_cast<size_t>(p.n), 1, &memory) {
   // Columns first, duplicate entries summed (pos: where row i sits in the current column) and
   // tiny ones dropped; the rows follow from the columns, each reserved to its length.
   Vec<int32_t> pos(static_cast<size_t>(m), -1, opt.mem);
@@ -114,6 +115,47 @@ void WorkProblem::add_to_entry(int32_t i, int32_t j, double delta) {
   ++nnz;
 }
 
+void WorkProblem::add_scaled_row(int32_t r, const Vec<Entry>& src, int32_t skip, double f) {
+  ++row_version[r];
+  row_modified[r] = 1;
+  row_stamp[r] = ++clock;
+  auto& row = rows[r];
+  for (size_t q = 0; q < row.size(); ++q) scratch[row[q].index] = static_cast<int32_t>(q);
+  bool cancelled = false;
+  for (const Entry& t : src) {
+    if (t.index == skip) continue;
+    const double delta = f * t.value;
+    col_stamp[t.index] = clock;
+    auto& col = cols[t.index];
+    const int32_t q = scratch[t.index];
+    if (q >= 0) {
+      Entry& e = row[static_cast<size_t>(q)];
+      double v = e.value + delta;
+      // Cancellation to (near) zero removes the entry, once the row is done.
+      if (std::fabs(v) < tol_aij || std::fabs(v) <= 1e-12 * std::fabs(delta)) {
+        v = 0.0;
+        cancelled = true;
+      }
+      e.value = v;
+      col[static_cast<size_t>(e.pos)].value = v;
+    } else if (std::fabs(delta) >= tol_aij) {
+      scratch[t.index] = static_cast<int32_t>(row.size());
+      col.push_back({r, static_cast<int32_t>(row.size()), delta});
+      row.push_back({t.index, static_cast<int32_t>(col.size() - 1), delta});
+      ++nnz;
+    }
+  }
+  for (const Entry& e : row) scratch[e.index] = -1;
+  if (!cancelled) return;
+  // From the back, so that the entry moved into a gap has been looked at already.
+  for (size_t q = row.size(); q-- > 0;) {
+    if (row[q].value != 0.0) continue;
+    erase_at(cols[static_cast<size_t>(row[q].index)], static_cast<size_t>(row[q].pos), rows);
+    erase_at(row, q, cols);
+    --nnz;
+  }
+}
+
 void WorkProblem::remove_entry(int32_t i, int32_t j) {
   ++row_version[i];
   row_modified[i] = 1;
@@ -185,71 +227,114 @@ ActivityBounds WorkProblem::activity_without(int32_t i, int32_t skip) const {
 
 ActivityBounds WorkProblem::activity(int32_t i) const { return activity_without(i, -1); }
 
-void WorkProblem::implied_bounds(ImpliedBounds& b, const Vec<int32_t>* subset) const {
+namespace {
+
+// Whether row i, with range act, may bound a column: a row range with two infinite terms on
+// each side bounds none.
+bool may_imply(const ActivityBounds& act) { return act.min_inf <= 1 || act.max_inf <= 1; }
+
+// The bounds of x_j (coefficient a, bounds [lj, uj]) that row i gives: a x_j lies in
+// [rl - rest_max, ru - rest_min], the rest's range taken from the row's totals, widened by
+// a margin against the cancellation in the totals. Infinite when the row gives none.
+void row_implies(const ActivityBounds& act, double rl, double ru, double a, double lj, double uj, double& lo,
+                 double& hi) {
+  const double tmin = a > 0 ? lj : uj, tmax = a > 0 ? uj : lj;
+  double rest_min = kInf, rest_max = -kInf;  // infinite: no bound
+  if (finite(tmin)) {
+    if (act.min_inf == 0) rest_min = act.min - a * tmin;
+  } else if (act.min_inf == 1) {
+    rest_min = act.min;
+  }
+  if (finite(tmax)) {
+    if (act.max_inf == 0) rest_max = act.max - a * tmax;
+  } else if (act.max_inf == 1) {
+    rest_max = act.max;
+  }
+  const double t_lo = finite(rl) && finite(rest_max) ? rl - rest_max : -kInf;
+  const double t_hi = finite(ru) && finite(rest_min) ? ru - rest_min : kInf;
+  lo = a > 0 ? t_lo / a : t_hi / a;
+  hi = a > 0 ? t_hi / a : t_lo / a;
+  lo = finite(lo) ? lo - scaled_tol(1e-9, lo) : -kInf;
+  hi = finite(hi) ? hi + scaled_tol(1e-9, hi) : kInf;
+}
+
+}  // namespace
+
+void WorkProblem::own_bounds(ImpliedBounds& b) const {
   b.lo.assign(l.begin(), l.end());
   b.hi.assign(u.begin(), u.end());
   b.lo_row.assign(static_cast<size_t>(n), -1);
   b.hi_row.assign(static_cast<size_t>(n), -1);
-  b.lo_version.assign(static_cast<size_t>(n), 0);
-  b.hi_version.assign(static_cast<size_t>(n), 0);
-  // With a subset: the wanted columns, and the rows that hold one of them.
-  Vec<uint8_t> wanted(b.lo.get_allocator()), source(b.lo.get_allocator());
-  if (subset != nullptr) {
-    wanted.assign(static_cast<size_t>(n), 0);
-    source.assign(static_cast<size_t>(m), 0);
-    for (int32_t i : *subset)
-      for (const Entry& e : rows[i]) {
-        if (wanted[e.index]) continue;
-        wanted[e.index] = 1;
-        for (const Entry& f : cols[e.index]) source[f.index] = 1;
-      }
+}
+
+void WorkProblem::refresh_implied_bounds(ImpliedBounds& b) const {
+  const auto nn = static_cast<size_t>(n), mm = static_cast<size_t>(m);
+  if (b.activity_clock == 0) {
+    b.lo.resize(nn);
+    b.hi.resize(nn);
+    b.lo_row.resize(nn);
+    b.hi_row.resize(nn);
+    b.lo_version.resize(nn);
+    b.hi_version.resize(nn);
+    b.is_dirty.assign(nn, 0);
+    b.dirty.reserve(nn);
+    b.activity.resize(mm);
+    b.has_activity.assign(mm, 0);
   }
-  b.activity.resize(static_cast<size_t>(m));
-  b.has_activity.assign(static_cast<size_t>(m), 0);
-  b.activity_clock = clock;
+  const uint64_t since = b.activity_clock;
+  b.dirty.clear();
+  const auto mark = [&b](int32_t j) {
+    if (b.is_dirty[static_cast<size_t>(j)]) return;
+    b.is_dirty[static_cast<size_t>(j)] = 1;
+    b.dirty.push_back(j);
+  };
+  // Rows: a range is summed again once the row changed; a row that went keeps none. The
+  // columns of a row that went were stamped when it went.
   for (int32_t i = 0; i < m; ++i) {
-    if (!row_active[i] || rows[i].size() < 2) continue;
-    if (subset != nullptr && !source[i]) continue;
-    const bool has_l = finite(rl[i]), has_u = finite(ru[i]);
-    if (!has_l && !has_u) continue;
-    const ActivityBounds act = activity(i);
-    b.activity[static_cast<size_t>(i)] = act;
-    b.has_activity[static_cast<size_t>(i)] = 1;
-    if (act.min_inf > 1 && act.max_inf > 1) continue;
-    for (const Entry& e : rows[i]) {
-      const int32_t j = e.index;
-      if (subset != nullptr && !wanted[j]) continue;
-      const double a = e.value;
-      // The rest of the row without x_j's term, from the totals.
-      const double tmin = a > 0 ? l[j] : u[j], tmax = a > 0 ? u[j] : l[j];
-      double rest_min = kInf, rest_max = -kInf;  // infinite: no bound
-      if (finite(tmin)) {
-        if (act.min_inf == 0) rest_min = act.min - a * tmin;
-      } else if (act.min_inf == 1) {
-        rest_min = act.min;
-      }
-      if (finite(tmax)) {
-        if (act.max_inf == 0) rest_max = act.max - a * tmax;
-      } else if (act.max_inf == 1) {
-        rest_max = act.max;
-      }
-      // a x_j in [rl - rest_max, ru - rest_min].
-      const double t_lo = has_l && finite(rest_max) ? rl[i] - rest_max : -kInf;
-      const double t_hi = has_u && finite(rest_min) ? ru[i] - rest_min : kInf;
-      const double lo = a > 0 ? t_lo / a : t_hi / a, hi = a > 0 ? t_hi / a : t_lo / a;
-      // A margin against the cancellation in the totals.
-      if (finite(lo) && lo - scaled_tol(1e-9, lo) > b.lo[j]) {
-        b.lo[j] = lo - scaled_tol(1e-9, lo);
-        b.lo_row[j] = i;
-        b.lo_version[j] = row_version[i];
-      }
-      if (finite(hi) && hi + scaled_tol(1e-9, hi) < b.hi[j]) {
-        b.hi[j] = hi + scaled_tol(1e-9, hi);
-        b.hi_row[j] = i;
-        b.hi_version[j] = row_version[i];
+    const auto k = static_cast<size_t>(i);
+    if (!row_active[k]) {
+      b.has_activity[k] = 0;
+      continue;
+    }
+    if (row_stamp[k] <= since) continue;
+    b.has_activity[k] = 0;
+    if (rows[k].size() < 2 || (!finite(rl[k]) && !finite(ru[k]))) continue;
+    b.activity[k] = activity(i);
+    b.has_activity[k] = 1;
+    for (const Entry& e : rows[k]) mark(e.index);
+  }
+  for (int32_t j = 0; j < n; ++j)
+    if (col_stamp[static_cast<size_t>(j)] > since) mark(j);
+  // Columns: the tightest bound over their rows; of equal ones, the lowest row's.
+  for (int32_t j : b.dirty) {
+    const auto q = static_cast<size_t>(j);
+    b.is_dirty[q] = 0;
+    double best_lo = l[q], best_hi = u[q];
+    int32_t lo_row = -1, hi_row = -1;
+    if (col_active[q]) {
+      for (const Entry& e : cols[q]) {
+        const auto i = static_cast<size_t>(e.index);
+        if (!b.has_activity[i] || !may_imply(b.activity[i])) continue;
+        double lo, hi;
+        row_implies(b.activity[i], rl[i], ru[i], e.value, l[q], u[q], lo, hi);
+        if (lo > best_lo || (lo == best_lo && lo_row >= 0 && e.index < lo_row)) {
+          best_lo = lo;
+          lo_row = e.index;
+        }
+        if (hi < best_hi || (hi == best_hi && hi_row >= 0 && e.index < hi_row)) {
+          best_hi = hi;
+          hi_row = e.index;
+        }
       }
     }
+    b.lo[q] = best_lo;
+    b.hi[q] = best_hi;
+    b.lo_row[q] = lo_row;
+    b.hi_row[q] = hi_row;
+    b.lo_version[q] = lo_row >= 0 ? row_version[static_cast<size_t>(lo_row)] : 0;
+    b.hi_version[q] = hi_row >= 0 ? row_version[static_cast<size_t>(hi_row)] : 0;
   }
+  b.activity_clock = clock;
 }
 
 namespace {

@@ -30,10 +30,12 @@ struct ActivityBounds {
 // Bounds of the columns implied by single rows and the column bounds of the rest of the row,
 // with the row each comes from: lo[j] > l[j] only when row lo_row[j] implies it. Whoever uses
 // such a bound to show row i redundant must skip bounds that come from row i itself.
+// Kept up to date by WorkProblem::refresh_implied_bounds, which derives again only what the
+// changes since the last refresh reach.
 struct ImpliedBounds {
   explicit ImpliedBounds(std::pmr::memory_resource* mem)
       : lo(mem), hi(mem), lo_row(mem), hi_row(mem), lo_version(mem), hi_version(mem), row_mark(mem),
-        activity(mem), has_activity(mem) {}
+        activity(mem), has_activity(mem), dirty(mem), is_dirty(mem) {}
   Vec<double> lo, hi;
   Vec<int32_t> lo_row, hi_row;  // -1: the column's own bound
   Vec<uint32_t> lo_version, hi_version;  // version of the source row when derived
@@ -41,10 +43,14 @@ struct ImpliedBounds {
   // one of them is recognised in constant time (see mark_column).
   mutable Vec<uint32_t> row_mark;
   mutable uint32_t stamp = 0;
-  // The activity range of each row the bounds were derived from, as at clock activity_clock.
+  // The activity range of each row the bounds were derived from, as at clock activity_clock
+  // (the clock of the last refresh; 0 before the first).
   Vec<ActivityBounds> activity;
   Vec<uint8_t> has_activity;
   uint64_t activity_clock = 0;
+  // Scratch of the refresh: the columns whose bounds are derived again.
+  Vec<int32_t> dirty;
+  Vec<uint8_t> is_dirty;
   void mark_column(const Vec<Entry>& col, int32_t m) const {
     if (row_mark.size() < static_cast<size_t>(m)) row_mark.resize(static_cast<size_t>(m), 0);
     ++stamp;
@@ -56,10 +62,13 @@ struct WorkProblem {
   WorkProblem(const LpProblem& p, const PresolveOptions& opt);
 
   int32_t n, m;
-  // The entry lists live in one block, faulted in at once: they are most of presolve's
-  // memory, and building them page fault by page fault costs more than the reductions on
-  // some machines. Lists that outgrow the block take memory from opt.mem.
-  platform::PrefaultedBuffer lists_memory;
+  // The entry lists and the arrays per row and column live in one block, faulted in at
+  // once: they are most of presolve's memory, and building them page fault by page fault
+  // costs more than the reductions on some machines. The block also holds the engine's own
+  // arrays per row and column, up to kBytesPerItem per row or column in all; what outgrows
+  // it takes memory from opt.mem.
+  static constexpr size_t kBytesPerItem = 160;
+  platform::PrefaultedBuffer memory;
   Vec<Vec<Entry>> cols, rows;
   Vec<double> c, l, u, rl, ru;
   double c0;
@@ -101,6 +110,9 @@ struct WorkProblem {
   // Adds delta to a_ij, creating the entry when absent and dropping it when it becomes tiny.
   void add_to_entry(int32_t i, int32_t j, double delta);
   void remove_entry(int32_t i, int32_t j);
+  // Row r += f * src, skipping src's entry in column `skip`: add_to_entry for every entry of
+  // src, with row r scattered once instead of each column searched.
+  void add_scaled_row(int32_t r, const Vec<Entry>& src, int32_t skip, double f);
   // Removes a row from every column list and marks it inactive.
   void remove_row(int32_t i);
   // Removes a column from every row list and marks it inactive.
@@ -110,10 +122,13 @@ struct WorkProblem {
   ActivityBounds activity(int32_t i) const;
   // Activity bounds of row i without column j's term.
   ActivityBounds activity_without(int32_t i, int32_t j) const;
-  // Tightest bounds implied by one row each, over the active rows. With `rows`, only the
-  // columns of those rows get implied bounds (the others keep their own), from the rows
-  // they appear in.
-  void implied_bounds(ImpliedBounds& b, const Vec<int32_t>* rows = nullptr) const;
+  // Brings b to the tightest bounds implied by one row each, over the active rows: the
+  // ranges of rows stamped since the last refresh are summed again, and the bounds of their
+  // columns and of columns stamped since are derived again from all their rows. The result
+  // is the same as deriving everything afresh (of equal bounds, the lowest row's is kept).
+  void refresh_implied_bounds(ImpliedBounds& b) const;
+  // Sets b to the columns' own bounds, without rows.
+  void own_bounds(ImpliedBounds& b) const;
   // Lower and upper bound of x_k usable in a proof about column `skip_col`: the implied one
   // when its row is unchanged since, does not contain skip_col and is not skip_row.
   // Bounds of x_k that may serve in a test of column skip_col through row skip_row: implied
