@@ -288,8 +288,9 @@ void WorkProblem::refresh_implied_bounds(ImpliedBounds& b) const {
     b.is_dirty[static_cast<size_t>(j)] = 1;
     b.dirty.push_back(j);
   };
-  // Rows: a range is summed again once the row changed; a row that went keeps none. The
-  // columns of a row that went were stamped when it went.
+  // Rows: a range is summed again once the row changed, and its columns derive their bounds
+  // again, also when the row no longer bounds any (a singleton, or without sides). A row
+  // that went keeps none; its columns were stamped when it went.
   for (int32_t i = 0; i < m; ++i) {
     const auto k = static_cast<size_t>(i);
     if (!row_active[k]) {
@@ -297,11 +298,9 @@ void WorkProblem::refresh_implied_bounds(ImpliedBounds& b) const {
       continue;
     }
     if (row_stamp[k] <= since) continue;
-    b.has_activity[k] = 0;
-    if (rows[k].size() < 2 || (!finite(rl[k]) && !finite(ru[k]))) continue;
-    b.activity[k] = activity(i);
-    b.has_activity[k] = 1;
     for (const Entry& e : rows[k]) mark(e.index);
+    b.has_activity[k] = rows[k].size() >= 2 && (finite(rl[k]) || finite(ru[k]));
+    if (b.has_activity[k]) b.activity[k] = activity(i);
   }
   for (int32_t j = 0; j < n; ++j)
     if (col_stamp[static_cast<size_t>(j)] > since) mark(j);
