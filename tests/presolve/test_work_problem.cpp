@@ -6,7 +6,7 @@
 #include <cmath>
 #include <random>
 
-#include "dense_lp.h"
+#include "roundtrip.h"
 #include "presolve/work_problem.h"
 
 namespace qubor::presolve::testing {
@@ -16,25 +16,17 @@ namespace {
 // cancel exactly now and then.
 LpProblem random_problem(std::mt19937& rng, int32_t n, int32_t m) {
   std::uniform_int_distribution<int> val(-3, 3), pct(0, 99);
-  DenseLp d;
-  d.n = n;
-  d.m = m;
-  d.a.assign(static_cast<size_t>(n) * m, 0.0);
-  d.c.assign(n, 0.0);
-  d.l.assign(n, 0.0);
-  d.u.assign(n, 0.0);
-  d.rl.assign(m, 0.0);
-  d.ru.assign(m, 0.0);
+  DenseLp d = make_lp(n, m);
   for (int32_t j = 0; j < n; ++j) {
     d.c[j] = val(rng);
-    d.l[j] = pct(rng) < 20 ? -kInf : -1 - pct(rng) % 3;
-    d.u[j] = pct(rng) < 20 ? kInf : 1 + pct(rng) % 4;
+    d.l[j] = pct(rng) < 20 ? -kInfinity : -1 - pct(rng) % 3;
+    d.u[j] = pct(rng) < 20 ? kInfinity : 1 + pct(rng) % 4;
   }
   for (int32_t i = 0; i < m; ++i) {
     for (int32_t j = 0; j < n; ++j)
       if (pct(rng) < 30) d.at(i, j) = val(rng);
-    d.rl[i] = pct(rng) < 30 ? -kInf : -2 - pct(rng) % 5;
-    d.ru[i] = pct(rng) < 30 ? kInf : 2 + pct(rng) % 5;
+    d.rl[i] = pct(rng) < 30 ? -kInfinity : -2 - pct(rng) % 5;
+    d.ru[i] = pct(rng) < 30 ? kInfinity : 2 + pct(rng) % 5;
   }
   return to_sparse(d);
 }
@@ -52,7 +44,7 @@ void change_at_random(std::mt19937& rng, WorkProblem& w) {
       break;
     case 1:  // a row's sides move
       if (w.row_active[i]) {
-        w.rl[i] = std::isfinite(w.rl[i]) ? -kInf : -1.0;
+        w.rl[i] = std::isfinite(w.rl[i]) ? -kInfinity : -1.0;
         w.touch_row(i);
       }
       break;
@@ -108,16 +100,9 @@ TEST(WorkProblem, RefreshedImpliedBoundsEqualFreshOnes) {
 
 TEST(WorkProblem, AddingARowMultipleCancelsAndFills) {
   // Row 1 += -1 * row 0: x0 cancels, x1 changes, x2 is new; the pivot column x3 is skipped.
-  DenseLp d;
-  d.n = 4;
-  d.m = 2;
-  d.a = {1, 2, 5, 1,
-         1, 1, 0, 7};
-  d.c.assign(4, 0.0);
-  d.l.assign(4, 0.0);
-  d.u.assign(4, 1.0);
-  d.rl = {0, 0};
-  d.ru = {1, 1};
+  DenseLp d = make_lp(4, 2);
+  set_row(d, 0, {{0, 1}, {1, 2}, {2, 5}, {3, 1}}, 0, 1);
+  set_row(d, 1, {{0, 1}, {1, 1}, {3, 7}}, 0, 1);
   const LpProblem p = to_sparse(d);
   PresolveOptions opt;
   WorkProblem w(p, opt);
