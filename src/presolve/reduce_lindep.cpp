@@ -1,6 +1,7 @@
 // Linearly dependent equality rows.
 //
-// Gaussian elimination over the equality rows, shortest first (ties: later rows first): each
+// Gaussian elimination over the equality rows that may be dependent at all (see the peeling
+// below), shortest first (ties: later rows first): each
 // row is reduced by the pivot rows found so far, in the order they were found (a pivot row
 // has zeros in the pivot columns of all earlier ones, so the order is monotone and a heap
 // keeps it). A row that
@@ -45,6 +46,29 @@ int32_t Presolver::linear_dependent_rows() {
   Vec<int32_t> eq_count(static_cast<size_t>(w_.n), 0, opt_.mem);
   for (int32_t i : order)
     for (const Entry& e : w_.rows[i]) ++eq_count[e.index];
+  // Every column of a set of dependent rows lies in two of them at least, so a row with a
+  // column in no other candidate row is independent of the rest; peeling such rows until
+  // none is left leaves the core that may hold dependencies, and the elimination runs over
+  // the core alone (eq_count then counts the core's rows).
+  {
+    Vec<uint8_t> candidate(static_cast<size_t>(w_.m), 0, opt_.mem);
+    for (int32_t i : order) candidate[i] = 1;
+    Vec<int32_t> lonely(opt_.mem);
+    for (int32_t j = 0; j < w_.n; ++j)
+      if (eq_count[j] == 1) lonely.push_back(j);
+    while (!lonely.empty()) {
+      const int32_t j = lonely.back();
+      lonely.pop_back();
+      if (eq_count[j] != 1) continue;
+      int32_t row = -1;
+      for (const Entry& e : w_.cols[j])
+        if (candidate[e.index]) row = e.index;
+      candidate[row] = 0;
+      for (const Entry& e : w_.rows[row])
+        if (--eq_count[e.index] == 1) lonely.push_back(e.index);
+    }
+    order.erase(std::remove_if(order.begin(), order.end(), [&](int32_t i) { return !candidate[i]; }), order.end());
+  }
   // Shortest first; among rows of equal length the later one first. The tie-break is a
   // heuristic: models tend to state aggregate rows (assignment, balance) before the detailed
   // ones, and reducing the aggregates last finds their dependency with little fill (on the

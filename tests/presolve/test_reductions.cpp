@@ -466,6 +466,25 @@ TEST(Reductions, LinearlyDependentEqualities) {
   EXPECT_EQ(round_trip(d, opt).failure, "");
 }
 
+// The same dependency behind a chain of equalities that each have a column of their own
+// among the equalities (row 4 through x6, then row 3): the check sets the chain aside and
+// still finds the dependent row.
+TEST(Reductions, DependentEqualitiesBehindIndependentOnes) {
+  DenseLp d = make_lp(7, 5);
+  d.u = {10, 10, 10, 10, 10, 10, 10};
+  d.c = {1, 2, 3, -1, 1, -2, 1};
+  set_row(d, 0, {{0, 1}, {1, 2}, {3, 1}}, 4, 4);
+  set_row(d, 1, {{1, 1}, {2, 3}, {3, 1}}, 5, 5);
+  set_row(d, 2, {{0, 1}, {1, 3}, {2, 3}, {3, 2}}, 9, 9);
+  set_row(d, 3, {{0, 1}, {4, 2}, {5, 1}}, 3, 3);
+  set_row(d, 4, {{4, 1}, {5, -1}, {6, 2}}, 2, 2);
+  PresolveOptions opt;
+  opt.eliminator_max_num_tries = 0;
+  const RoundTrip rt = round_trip(d, opt);
+  EXPECT_EQ(rt.failure, "");
+  EXPECT_EQ(rt.stats.lindep_rows, 1);
+}
+
 // A free column in three equality rows is substituted out by the eliminator.
 TEST(Reductions, EliminatorSubstitutesFreeColumns) {
   DenseLp d = make_lp(4, 3);
