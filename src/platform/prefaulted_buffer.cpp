@@ -1,6 +1,7 @@
 // Prefaulted buffer; see prefaulted_buffer.h.
 #include "platform/prefaulted_buffer.h"
 
+#include <algorithm>
 #include <cstdint>
 
 #if defined(__linux__)
@@ -30,7 +31,6 @@ PrefaultedBuffer::PrefaultedBuffer(size_t bytes, std::pmr::memory_resource* upst
   if (bytes == 0) return;
   block_ = static_cast<char*>(upstream_->allocate(bytes, alignof(std::max_align_t)));
   size_ = bytes;
-  prefault(block_, bytes);
 }
 
 PrefaultedBuffer::~PrefaultedBuffer() {
@@ -38,9 +38,20 @@ PrefaultedBuffer::~PrefaultedBuffer() {
 }
 
 void* PrefaultedBuffer::do_allocate(size_t bytes, size_t alignment) {
-  const size_t start = (used_ + alignment - 1) & ~(alignment - 1);
+  // Aligned as an address: the block itself is only aligned for max_align_t.
+  const auto base = reinterpret_cast<uintptr_t>(block_);
+  const size_t start = static_cast<size_t>(((base + used_ + alignment - 1) & ~(uintptr_t(alignment) - 1)) - base);
   if (block_ != nullptr && start <= size_ && bytes <= size_ - start) {
     used_ = start + bytes;
+    if (used_ > populated_) {
+      // The block is faulted in ahead of use, a stretch at a time, so that room never used
+      // is never faulted in. Stretches end on page boundaries (but the block's last).
+      constexpr size_t page = 4096;  // prefault rounds to the system's pages itself
+      const size_t want = std::max(used_, populated_ + kStretch);
+      const size_t end = std::min(size_, static_cast<size_t>(((base + want + page - 1) & ~(page - 1)) - base));
+      prefault(block_ + populated_, end - populated_);
+      populated_ = end;
+    }
     return block_ + start;
   }
   return upstream_->allocate(bytes, alignment);

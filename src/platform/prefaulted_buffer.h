@@ -1,12 +1,13 @@
-// A memory resource over one block that is faulted in up front: a bump allocator for
+// A memory resource over one block that is faulted in ahead of use: a bump allocator for
 // data structures whose size is known before they are built, such as the lists of a
 // working problem. Memory is given back only when the resource dies; requests that no
 // longer fit go to the upstream resource.
 //
 // Touching fresh memory one page at a time costs a page fault per 4 KiB, which on virtual
-// machines dominates the building of large structures; asking the kernel to populate the
-// whole block at once costs a fraction of that. Where the kernel cannot, the block is
-// simply faulted in as it is used.
+// machines dominates the building of large structures; asking the kernel to populate a
+// stretch of pages at once costs a fraction of that. The block is populated a stretch ahead
+// of the allocations, so room that is never used is never faulted in. Where the kernel
+// cannot populate, the block is simply faulted in as it is used.
 #pragma once
 
 #include <cstddef>
@@ -44,9 +45,10 @@ class PrefaultedBuffer final : public std::pmr::memory_resource {
   void do_deallocate(void* p, size_t bytes, size_t alignment) override;
   bool do_is_equal(const std::pmr::memory_resource& other) const noexcept override { return this == &other; }
 
+  static constexpr size_t kStretch = size_t(256) << 10;  // faulted in at once, ahead of use
   std::pmr::memory_resource* upstream_;
   char* block_ = nullptr;
-  size_t size_ = 0, used_ = 0;
+  size_t size_ = 0, used_ = 0, populated_ = 0;
 };
 
 }  // namespace qubor::platform
