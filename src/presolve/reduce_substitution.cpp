@@ -84,21 +84,21 @@ namespace {
 // A quick necessary condition for implied_free: the activity range of every row over the
 // tightest bounds of its columns (from b), as at the start of a sweep, gives x_j the
 // tightest range the exact test could find. Columns whose bounds even that range does not
-// imply are not tested further; rows changed since are left to the exact test. A row's
-// range is summed when first needed.
+// imply are not tested further; rows changed since are left to the exact test, except rows
+// that only lost a column through drop_column. A row's range is summed when first needed.
 class OptimisticActivity {
  public:
   OptimisticActivity(const WorkProblem& w, const ImpliedBounds& b, std::pmr::memory_resource* mem)
-      : w_(w), b_(b), clock_(w.clock), act_(static_cast<size_t>(w.m), ActivityBounds{}, mem),
+      : w_(w), b_(b), act_(static_cast<size_t>(w.m), ActivityBounds{}, mem),
         scale_min_(static_cast<size_t>(w.m), 0.0, mem), scale_max_(static_cast<size_t>(w.m), 0.0, mem),
-        done_(static_cast<size_t>(w.m), 0, mem) {}
+        done_(static_cast<size_t>(w.m), 0, mem), valid_at_(static_cast<size_t>(w.m), w.clock, mem) {}
 
   bool may_be_implied_free(int32_t j) const {
     const bool need_lo = finite(w_.l[j]), need_hi = finite(w_.u[j]);
     double lo = -kInf, hi = kInf;
     for (const Entry& e : w_.cols[j]) {
       const int32_t i = e.index;
-      if (w_.row_changed_since(i, clock_)) return true;
+      if (!current(i)) return true;
       const ActivityBounds& a = row(i);
       double tmin, tmax;
       term(j, e.value, tmin, tmax);
@@ -119,8 +119,27 @@ class OptimisticActivity {
            (!need_hi || hi <= w_.u[j] + 1e-6 * (1.0 + std::fabs(w_.u[j])));
   }
 
+  // Column j (entry a in row i) is about to leave row i while the bounds of the row's other
+  // columns stay: call before the change, and dropped_column(i) after it. The range of a
+  // row that was current loses the column's term instead of going stale.
+  bool drop_column(int32_t i, int32_t j, double a) {
+    if (!current(i)) return false;
+    row(i);  // summed now, while it still holds x_j
+    const auto k = static_cast<size_t>(i);
+    ActivityBounds& r = act_[k];
+    double lo, hi;
+    term(j, a, lo, hi);
+    if (finite(lo)) r.min -= lo, scale_min_[k] -= std::fabs(lo); else --r.min_inf;
+    if (finite(hi)) r.max -= hi, scale_max_[k] -= std::fabs(hi); else --r.max_inf;
+    return true;
+  }
+  void dropped_column(int32_t i) { valid_at_[static_cast<size_t>(i)] = w_.clock; }
+
  private:
-  // The range of row i, unchanged since the sweep began.
+  // Whether row i is as when its range was (or will be) summed.
+  bool current(int32_t i) const { return !w_.row_changed_since(i, valid_at_[static_cast<size_t>(i)]); }
+
+  // The range of row i, which must be current.
   const ActivityBounds& row(int32_t i) const {
     const auto k = static_cast<size_t>(i);
     if (done_[k]) return act_[k];
@@ -146,10 +165,10 @@ class OptimisticActivity {
 
   const WorkProblem& w_;
   const ImpliedBounds& b_;
-  uint64_t clock_;
   mutable Vec<ActivityBounds> act_;
   mutable Vec<double> scale_min_, scale_max_;  // sums of the magnitudes of the finite terms
   mutable Vec<uint8_t> done_;
+  Vec<uint64_t> valid_at_;  // clock at which each row's range holds
 };
 
 }  // namespace
@@ -176,7 +195,11 @@ int32_t Presolver::column_singletons() {
     const bool free_col = (!screen || screen->may_be_implied_free(j)) && implied_free(w_, nullptr, j, opt_.tol_x);
     if (!free_col || std::fabs(a) < kPivotTol * max_abs(w_.rows[i])) {
       if (w_.c[j] == 0.0 || (w_.rl[i] == w_.ru[i] && absorb_costly_)) {
+        // Only the row's sides and the other columns' costs change: the screen keeps the
+        // row's range, less x_j's term.
+        const bool kept = screen && screen->drop_column(i, j, a);
         absorb_slack_column(j, i);
+        if (kept) screen->dropped_column(i);
         ++count;
       }
       continue;
