@@ -1,5 +1,6 @@
 // Entry point of the linear interior-point optimizer: internal form, scaling, normal
 // equations, the homogeneous iteration, and the way back to the caller's form.
+#include <algorithm>
 #include <cmath>
 #include <new>
 
@@ -9,6 +10,7 @@
 #include "interior/normal_equations.h"
 #include "interior/scaling.h"
 #include "interior/standard_form.h"
+#include "linalg/dense/dense_kernels.h"
 
 namespace qubor::interior {
 namespace {
@@ -117,6 +119,9 @@ void solve_lp(const LpProblem& problem, const IpOptions& options, IpResult& resu
   const double t0 = linalg::wall_seconds();
   result = IpResult();
   result.num_threads = options.num_threads;
+  // Every dense kernel of the run, not only the factorization's, keeps to the run's threads:
+  // an idle BLAS worker would otherwise spin on the other cores.
+  const int blas_threads = linalg::dense::blas_set_threads(std::max(1, options.num_threads));
   try {
     run(problem, options, result, t0);
     // The dense-column update can lose accuracy for good; a run that ends without a status
@@ -137,6 +142,7 @@ void solve_lp(const LpProblem& problem, const IpOptions& options, IpResult& resu
   } catch (const std::bad_alloc&) {
     result.termination = Termination::kOutOfSpace;
   }
+  if (blas_threads > 0) linalg::dense::blas_set_threads(blas_threads);
   result.time = linalg::wall_seconds() - t0;
 }
 
