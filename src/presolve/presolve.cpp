@@ -86,7 +86,9 @@ PresolveStatus Presolver::run(const LogSink* log) {
       // through rows farther away are caught by a full sweep before presolve settles.
       reductions_at_full_sweep_ = stats_.reductions;
       forcing_clock_ = 0;
+      forcing_settle_ = true;
       changed = timed(F::kForcing, &Presolver::forcing_and_redundant_rows);
+      forcing_settle_ = false;
       if (changed > 0) continue;
     }
     if (changed == 0) {

@@ -118,6 +118,7 @@ class Presolver {
   PresolveStats& stats_;
   PresolveStatus status_ = PresolveStatus::kReduced;
   uint64_t forcing_clock_ = 0;  // clock at the start of the last forcing sweep
+  bool forcing_settle_ = false;  // the full sweep before presolve settles, with implied bounds
   // The bounds rows imply, shared by the forcing rows and the eliminator and refreshed where
   // the problem changed.
   ImpliedBounds implied_;

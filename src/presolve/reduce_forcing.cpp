@@ -6,7 +6,9 @@
 // that the range already implies (lo >= rl) is dropped, which frees the sign of the dual.
 // Redundancy may also use column bounds implied by other rows (never by the row itself, and
 // only from rows not changed since the bounds were computed): the rest of the problem then
-// implies the row, and it goes with dual 0.
+// implies the row, and it goes with dual 0. That test costs the implied bounds and a second
+// read of each row, so it runs only in the full sweep before presolve settles; the sweeps
+// over changed rows in between use the columns' own bounds.
 #include <algorithm>
 #include <cmath>
 
@@ -42,15 +44,16 @@ int32_t Presolver::forcing_and_redundant_rows() {
     if (w_.row_active[i] && w_.rows[i].size() >= 2 && w_.row_changed_since(i, forcing_clock_)) rows.push_back(i);
   forcing_clock_ = w_.clock;
   if (rows.empty()) return 0;
-  w_.refresh_implied_bounds(implied_);
+  const bool with_implied = forcing_settle_;
+  if (with_implied) w_.refresh_implied_bounds(implied_);
   const ImpliedBounds& implied = implied_;
   // Rows whose implied bounds still hold: active and sides unchanged.
   Vec<uint8_t> valid(w_.row_active, opt_.mem);
   for (size_t k = 0; k < rows.size() && can_reduce(); ++k) {
     const int32_t i = rows[k];
     if (!w_.row_active[i] || w_.rows[i].size() < 2) continue;
-    // The range implied_bounds summed serves while the row is unchanged.
-    const ActivityBounds act = implied.has_activity[static_cast<size_t>(i)] &&
+    // The range the refresh summed serves while the row is unchanged.
+    const ActivityBounds act = with_implied && implied.has_activity[static_cast<size_t>(i)] &&
                                        !w_.row_changed_since(i, implied.activity_clock)
                                    ? implied.activity[static_cast<size_t>(i)]
                                    : w_.activity(i);
@@ -62,7 +65,7 @@ int32_t Presolver::forcing_and_redundant_rows() {
       return count;
     }
     // Redundancy may use the bounds other rows imply; forcing needs the columns' own.
-    const ActivityBounds imp = implied_activity(w_, implied, valid, i);
+    const ActivityBounds imp = with_implied ? implied_activity(w_, implied, valid, i) : act;
     const double ilo = std::max(lo, imp.lo()), ihi = std::min(hi, imp.hi());
     if (ilo >= rl - tol_l && ihi <= ru + tol_u) {
       drop_row(i);
