@@ -11,6 +11,7 @@
 #pragma once
 
 #include <cstddef>
+#include <iterator>
 #include <memory_resource>
 
 namespace qubor::platform {
@@ -19,12 +20,16 @@ namespace qubor::platform {
 // cannot (the pages then fault in on first use).
 bool prefault(void* p, size_t bytes);
 
-// Reserves room for at least `count` elements of v and faults the unused part in at once.
+// Reserves room for at least `count` elements of v, faulting the new storage in at once
+// before the elements already in v move there.
 template <class Vector>
 void reserve_prefaulted(Vector& v, size_t count) {
   if (v.capacity() >= count) return;
-  v.reserve(count);
-  prefault(v.data() + v.size(), (v.capacity() - v.size()) * sizeof(*v.data()));
+  Vector fresh(v.get_allocator());
+  fresh.reserve(count);
+  prefault(fresh.data(), fresh.capacity() * sizeof(*fresh.data()));
+  fresh.insert(fresh.end(), std::make_move_iterator(v.begin()), std::make_move_iterator(v.end()));
+  v.swap(fresh);
 }
 
 // Before appending one element: grows v geometrically, faulting the new room in at once.

@@ -21,21 +21,35 @@ class ParallelFinder {
     uint64_t hash;
     int32_t index;
   };
-  explicit ParallelFinder(std::pmr::memory_resource* mem);
+  // Room for `lists` lists with entries indexed below dim, from mem (which need not give
+  // memory back: nothing grows later).
+  ParallelFinder(int32_t lists, int32_t dim, std::pmr::memory_resource* mem);
   // The lists sharing a hash with a list stamped after `since`, grouped by hash and in index
-  // order within a group. Indices of the lists' entries are below dim.
+  // order within a group.
   const Vec<Keyed>& candidates(const Vec<Vec<Entry>>& lists, const Vec<uint8_t>& active, const Vec<uint64_t>& stamp,
-                               uint64_t since, int32_t dim);
+                               uint64_t since);
   // lambda with b = lambda * a when the lists are parallel, else 0.
   double parallel_factor(const Vec<Entry>& a, const Vec<Entry>& b);
 
  private:
+  static size_t set_capacity(size_t keys);  // a power of two, at least twice keys
   Vec<uint64_t> hash_;
   Vec<double> dense_;
   Vec<uint32_t> mark_;
   uint32_t tick_ = 0;
   Vec<Keyed> keyed_;
   Vec<uint64_t> dirty_, set_;
+};
+
+// Storage of the activity screen of the substitutions (reduce_substitution.cpp), one range
+// per row, kept between uses.
+struct ScreenStorage {
+  explicit ScreenStorage(std::pmr::memory_resource* mem)
+      : act(mem), scale_min(mem), scale_max(mem), done(mem), valid_at(mem) {}
+  Vec<ActivityBounds> act;
+  Vec<double> scale_min, scale_max;
+  Vec<uint8_t> done;
+  Vec<uint64_t> valid_at;
 };
 
 // A closed interval, for bounds on duals.
@@ -122,6 +136,8 @@ class Presolver {
   // The bounds rows imply, shared by the forcing rows and the eliminator and refreshed where
   // the problem changed.
   ImpliedBounds implied_;
+  ImpliedBounds own_bounds_;  // the columns' own bounds, for the column singletons' screen
+  ScreenStorage screen_;
   // Duplicate detection keeps its hashes between sweeps.
   ParallelFinder row_finder_, col_finder_;
   uint64_t dup_rows_clock_ = 0, dup_cols_clock_ = 0;

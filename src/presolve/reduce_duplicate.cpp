@@ -39,14 +39,22 @@ uint64_t vector_hash(const Vec<Entry>& list) {
 
 }  // namespace
 
-ParallelFinder::ParallelFinder(std::pmr::memory_resource* mem)
-    : hash_(mem), dense_(mem), mark_(mem), keyed_(mem), dirty_(mem), set_(mem) {}
+ParallelFinder::ParallelFinder(int32_t lists, int32_t dim, std::pmr::memory_resource* mem)
+    : hash_(static_cast<size_t>(lists), 0, mem), dense_(static_cast<size_t>(dim), 0.0, mem),
+      mark_(static_cast<size_t>(dim), 0, mem), keyed_(mem), dirty_(mem), set_(mem) {
+  keyed_.reserve(static_cast<size_t>(lists));
+  dirty_.reserve(static_cast<size_t>(lists));
+  set_.reserve(set_capacity(static_cast<size_t>(lists)));
+}
+
+size_t ParallelFinder::set_capacity(size_t keys) {
+  size_t cap = 16;
+  while (cap < 2 * keys) cap *= 2;
+  return cap;
+}
 
 const Vec<ParallelFinder::Keyed>& ParallelFinder::candidates(const Vec<Vec<Entry>>& lists, const Vec<uint8_t>& active,
-                                                             const Vec<uint64_t>& stamp, uint64_t since, int32_t dim) {
-  hash_.resize(lists.size(), 0);
-  dense_.resize(static_cast<size_t>(dim), 0.0);
-  mark_.resize(static_cast<size_t>(dim), 0);
+                                                             const Vec<uint64_t>& stamp, uint64_t since) {
   dirty_.clear();
   for (size_t i = 0; i < lists.size(); ++i) {
     if (!active[i] || lists[i].empty() || stamp[i] <= since) continue;
@@ -57,8 +65,7 @@ const Vec<ParallelFinder::Keyed>& ParallelFinder::candidates(const Vec<Vec<Entry
   if (dirty_.empty()) return keyed_;
   // The changed hashes in an open-addressing set (keys h | 1, so that 0 marks a free slot;
   // a hash differing only in the last bit may slip in and is sorted out by the comparison).
-  size_t cap = 16;
-  while (cap < 2 * dirty_.size()) cap *= 2;
+  const size_t cap = set_capacity(dirty_.size());
   set_.assign(cap, 0);
   const auto slot = [&](uint64_t key) { return static_cast<size_t>((key * 0x9e3779b97f4a7c15ull) >> 32) & (cap - 1); };
   for (uint64_t h : dirty_) {
@@ -101,7 +108,7 @@ double ParallelFinder::parallel_factor(const Vec<Entry>& a, const Vec<Entry>& b)
 
 int32_t Presolver::duplicate_rows() {
   int32_t count = 0;
-  const auto& keyed = row_finder_.candidates(w_.rows, w_.row_active, w_.row_stamp, dup_rows_clock_, w_.n);
+  const auto& keyed = row_finder_.candidates(w_.rows, w_.row_active, w_.row_stamp, dup_rows_clock_);
   dup_rows_clock_ = w_.clock;
   for (size_t g = 0; g < keyed.size() && can_reduce();) {
     size_t end = g + 1;
@@ -164,7 +171,7 @@ int32_t Presolver::dominated_duplicate(int32_t j, int32_t k, double lambda) {
 
 int32_t Presolver::duplicate_columns() {
   int32_t count = 0;
-  const auto& keyed = col_finder_.candidates(w_.cols, w_.col_active, w_.col_stamp, dup_cols_clock_, w_.m);
+  const auto& keyed = col_finder_.candidates(w_.cols, w_.col_active, w_.col_stamp, dup_cols_clock_);
   dup_cols_clock_ = w_.clock;
   for (size_t g = 0; g < keyed.size() && can_reduce();) {
     size_t end = g + 1;

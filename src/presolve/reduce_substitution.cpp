@@ -88,10 +88,16 @@ namespace {
 // that only lost a column through drop_column. A row's range is summed when first needed.
 class OptimisticActivity {
  public:
-  OptimisticActivity(const WorkProblem& w, const ImpliedBounds& b, std::pmr::memory_resource* mem)
-      : w_(w), b_(b), act_(static_cast<size_t>(w.m), ActivityBounds{}, mem),
-        scale_min_(static_cast<size_t>(w.m), 0.0, mem), scale_max_(static_cast<size_t>(w.m), 0.0, mem),
-        done_(static_cast<size_t>(w.m), 0, mem), valid_at_(static_cast<size_t>(w.m), w.clock, mem) {}
+  OptimisticActivity(const WorkProblem& w, const ImpliedBounds& b, ScreenStorage& storage)
+      : w_(w), b_(b), act_(storage.act), scale_min_(storage.scale_min), scale_max_(storage.scale_max),
+        done_(storage.done), valid_at_(storage.valid_at) {
+    const auto m = static_cast<size_t>(w.m);
+    act_.assign(m, ActivityBounds{});
+    scale_min_.assign(m, 0.0);
+    scale_max_.assign(m, 0.0);
+    done_.assign(m, 0);
+    valid_at_.assign(m, w.clock);
+  }
 
   bool may_be_implied_free(int32_t j) const {
     const bool need_lo = finite(w_.l[j]), need_hi = finite(w_.u[j]);
@@ -165,17 +171,17 @@ class OptimisticActivity {
 
   const WorkProblem& w_;
   const ImpliedBounds& b_;
-  mutable Vec<ActivityBounds> act_;
-  mutable Vec<double> scale_min_, scale_max_;  // sums of the magnitudes of the finite terms
-  mutable Vec<uint8_t> done_;
-  Vec<uint64_t> valid_at_;  // clock at which each row's range holds
+  Vec<ActivityBounds>& act_;
+  Vec<double>& scale_min_;  // sums of the magnitudes of the finite terms
+  Vec<double>& scale_max_;
+  Vec<uint8_t>& done_;
+  Vec<uint64_t>& valid_at_;  // clock at which each row's range holds
 };
 
 }  // namespace
 
 int32_t Presolver::column_singletons() {
   int32_t count = 0;
-  ImpliedBounds plain(opt_.mem);  // the columns' own bounds
   std::optional<OptimisticActivity> screen;
   int64_t tested = 0;  // entries read by the exact tests so far
   for (int32_t j = 0; j < w_.n && can_reduce(); ++j) {
@@ -189,8 +195,8 @@ int32_t Presolver::column_singletons() {
     // Many singletons may share a row: the screen reads the row's totals, not the row. It
     // costs a sweep, worth it after some rows' worth of singleton tests.
     if (!screen && (tested += static_cast<int64_t>(w_.rows[i].size())) > w_.nnz / 8) {
-      w_.own_bounds(plain);
-      screen.emplace(w_, plain, opt_.mem);
+      w_.own_bounds(own_bounds_);
+      screen.emplace(w_, own_bounds_, screen_);
     }
     const bool free_col = (!screen || screen->may_be_implied_free(j)) && implied_free(w_, nullptr, j, opt_.tol_x);
     if (!free_col || std::fabs(a) < kPivotTol * max_abs(w_.rows[i])) {
@@ -384,7 +390,7 @@ int32_t Presolver::eliminator_sweep(int64_t budget, int64_t& work) {
       continue;
     if (!optimistic) {
       w_.refresh_implied_bounds(implied_);
-      optimistic.emplace(w_, implied, opt_.mem);
+      optimistic.emplace(w_, implied, screen_);
     }
     if (!optimistic->may_be_implied_free(j) || !implied_free(w_, &implied, j, opt_.tol_x)) continue;
     int32_t best = -1;
