@@ -142,6 +142,9 @@ class Presolver {
   ParallelFinder row_finder_, col_finder_;
   uint64_t dup_rows_clock_ = 0, dup_cols_clock_ = 0;
   int64_t reductions_at_full_sweep_ = -1;
+  // The dominated columns' dual bounds (all, and from the row signs alone) and their sources.
+  Vec<Range> dual_box_, dual_box_rows_;
+  Vec<uint8_t> dual_source_;
   uint64_t dominated_clock_ = 0;  // clock at the start of the last dominated-column sweep (0: none yet)
   int32_t eliminator_rounds_ = 0;
   int32_t eliminator_cursor_ = 0;

@@ -149,10 +149,12 @@ int32_t Presolver::dominated_columns() {
     if (changed < std::max(10, w_.active_cols / 50)) return 0;
   }
   dominated_clock_ = w_.clock;
-  Vec<Range> y(static_cast<size_t>(w_.m), Range{0, 0}, opt_.mem);
+  Vec<Range>& y = dual_box_;
+  Vec<Range>& y_rows = dual_box_rows_;
+  Vec<uint8_t>& source = dual_source_;
+  y.resize(static_cast<size_t>(w_.m));
   dual_bounds_from_rows(w_, y);
-  Vec<Range> y_rows(y, opt_.mem);
-  Vec<uint8_t> source(opt_.mem);
+  y_rows.assign(y.begin(), y.end());
   // A dual bounded away from zero puts its row on one side in every optimum. Only the
   // bounds of single singletons are used here: when the problem has no optimum (it is
   // unbounded), a singleton can still absorb the row's move along an improving ray, while

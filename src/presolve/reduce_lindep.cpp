@@ -43,7 +43,9 @@ int32_t Presolver::linear_dependent_rows() {
       eq_nnz += static_cast<int64_t>(w_.rows[i].size());
     }
   }
-  Vec<int32_t> eq_count(static_cast<size_t>(w_.n), 0, opt_.mem);
+  // The check runs once: its arrays per row and column come from the working problem's block.
+  std::pmr::memory_resource* once = &w_.memory;
+  Vec<int32_t> eq_count(static_cast<size_t>(w_.n), 0, once);
   for (int32_t i : order)
     for (const Entry& e : w_.rows[i]) ++eq_count[e.index];
   // Every column of a set of dependent rows lies in two of them at least, so a row with a
@@ -51,7 +53,7 @@ int32_t Presolver::linear_dependent_rows() {
   // none is left leaves the core that may hold dependencies, and the elimination runs over
   // the core alone (eq_count then counts the core's rows).
   {
-    Vec<uint8_t> candidate(static_cast<size_t>(w_.m), 0, opt_.mem);
+    Vec<uint8_t> candidate(static_cast<size_t>(w_.m), 0, once);
     for (int32_t i : order) candidate[i] = 1;
     Vec<int32_t> lonely(opt_.mem);
     for (int32_t j = 0; j < w_.n; ++j)
@@ -83,9 +85,9 @@ int32_t Presolver::linear_dependent_rows() {
   // The pivot rows, with their fill, live in one block faulted in at once.
   platform::PrefaultedBuffer pivot_memory(2 * static_cast<size_t>(eq_nnz) * sizeof(Entry) + 4096, opt_.mem);
   Vec<PivotRow> pivots(opt_.mem);
-  Vec<int32_t> pivot_of_col(static_cast<size_t>(w_.n), -1, opt_.mem);
-  Vec<double> dense(static_cast<size_t>(w_.n), 0.0, opt_.mem);
-  Vec<uint8_t> present(static_cast<size_t>(w_.n), 0, opt_.mem);
+  Vec<int32_t> pivot_of_col(static_cast<size_t>(w_.n), -1, once);
+  Vec<double> dense(static_cast<size_t>(w_.n), 0.0, once);
+  Vec<uint8_t> present(static_cast<size_t>(w_.n), 0, once);
   Vec<uint8_t> queued(opt_.mem);
   Vec<int32_t> pattern(opt_.mem);
   std::priority_queue<int32_t, Vec<int32_t>, std::greater<int32_t>> heap(std::greater<int32_t>(), Vec<int32_t>(opt_.mem));

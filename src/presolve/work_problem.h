@@ -67,7 +67,7 @@ struct WorkProblem {
   // costs more than the reductions on some machines. The block also holds the engine's own
   // arrays per row and column, up to kBytesPerItem per row or column in all; what outgrows
   // it takes memory from opt.mem.
-  static constexpr size_t kBytesPerItem = 256;
+  static constexpr size_t kBytesPerItem = 320;
   platform::PrefaultedBuffer memory;
   Vec<Vec<Entry>> cols, rows;
   Vec<double> c, l, u, rl, ru;
