@@ -6,8 +6,10 @@
 //   bench_presolve [--clp] [--fill N] [--log LEVEL] [--dump DIR] [--verify] [--times] [--repeat N]
 //                  <dir-or-files...>
 //
-// --times prints the time of each family of reductions under its model; --repeat N presolves
-// each model N times and reports the fastest run.
+// --times prints, under each model, the first run's wall and CPU time and page faults (a
+// fresh process's presolve pays for fresh memory) and the time of each family of reductions
+// (setup: building the working problem); --repeat N presolves each model N times and reports
+// the fastest run's times.
 //
 // --dump writes each reduced problem to DIR/<model>.mps (free MPS), so that another presolve
 // can be run on our output to see what it still finds. --verify solves each reduced problem

@@ -102,8 +102,9 @@ struct PresolveStats {
   bool lindep_incomplete = false;  // the check stopped at its work limit
   int32_t eliminated = 0;          // free or implied-free columns substituted out
   double time = 0.0, eli_time = 0.0, lindep_time = 0.0;  // wall seconds
-  // Wall seconds spent in each family of reductions, indexed by Family; eli_time and
-  // lindep_time are copies of two of them.
+  // Wall seconds spent in each family of reductions, indexed by Family, and in building the
+  // working problem (setup) and the reduced problem; eli_time and lindep_time are copies of
+  // two of them.
   enum Family : int {
     kBounds, kEmpty, kFixed, kSingletonRows, kForcing, kDominated, kColumnSingletons, kFourierMotzkin,
     kDoubletons, kDuplicateRows, kDuplicateColumns, kLindep, kEliminator, kSetup, kReducedProblem, kNumFamilies
