@@ -82,8 +82,8 @@ static bool implied_free(const WorkProblem& w, const ImpliedBounds* b, int32_t j
 namespace {
 
 // A quick necessary condition for implied_free: the activity range of every row over the
-// tightest bounds of its columns (from b), as at the start of a sweep, gives x_j the
-// tightest range the exact test could find. Columns whose bounds even that range does not
+// tightest bounds of its columns (from b, but for bounds the row itself implies), as at the
+// start of a sweep, gives x_j the tightest range the exact test could find. Columns whose bounds even that range does not
 // imply are not tested further; rows changed since are left to the exact test, except rows
 // that only lost a column through drop_column. A row's range is summed when first needed.
 class OptimisticActivity {
@@ -107,7 +107,7 @@ class OptimisticActivity {
       if (!current(i)) return true;
       const ActivityBounds& a = row(i);
       double tmin, tmax;
-      term(j, e.value, tmin, tmax);
+      term(j, e.value, i, tmin, tmax);
       // The rest of the row without x_j's term.
       const double rest_min = finite(tmin) ? (a.min_inf == 0 ? a.min - tmin : -kInf) : (a.min_inf == 1 ? a.min : -kInf);
       const double rest_max = finite(tmax) ? (a.max_inf == 0 ? a.max - tmax : kInf) : (a.max_inf == 1 ? a.max : kInf);
@@ -134,7 +134,7 @@ class OptimisticActivity {
     const auto k = static_cast<size_t>(i);
     ActivityBounds& r = act_[k];
     double lo, hi;
-    term(j, a, lo, hi);
+    term(j, a, i, lo, hi);
     if (finite(lo)) r.min -= lo, scale_min_[k] -= std::fabs(lo); else --r.min_inf;
     if (finite(hi)) r.max -= hi, scale_max_[k] -= std::fabs(hi); else --r.max_inf;
     return true;
@@ -153,7 +153,7 @@ class OptimisticActivity {
     ActivityBounds& a = act_[k];
     for (const Entry& e : w_.rows[k]) {
       double lo, hi;
-      term(e.index, e.value, lo, hi);
+      term(e.index, e.value, i, lo, hi);
       if (finite(lo)) a.min += lo; else ++a.min_inf;
       if (finite(hi)) a.max += hi; else ++a.max_inf;
       if (finite(lo)) scale_min_[k] += std::fabs(lo);
@@ -162,9 +162,11 @@ class OptimisticActivity {
     return a;
   }
 
-  // Least and largest value of a x_k over its tightest bounds.
-  void term(int32_t k, double a, double& lo, double& hi) const {
-    const double l = std::max(w_.l[k], b_.lo[k]), u = std::min(w_.u[k], b_.hi[k]);
+  // Least and largest value of a x_k over its tightest bounds but those row i implies (no
+  // test of a column through row i may use them).
+  void term(int32_t k, double a, int32_t i, double& lo, double& hi) const {
+    const double l = b_.lo_row[k] != i ? std::max(w_.l[k], b_.lo[k]) : w_.l[k];
+    const double u = b_.hi_row[k] != i ? std::min(w_.u[k], b_.hi[k]) : w_.u[k];
     lo = a > 0 ? a * l : a * u;
     hi = a > 0 ? a * u : a * l;
   }
