@@ -1,7 +1,6 @@
 // Prefaulted buffer; see prefaulted_buffer.h.
 #include "platform/prefaulted_buffer.h"
 
-#include <algorithm>
 #include <cstdint>
 
 #if defined(__linux__)
@@ -27,40 +26,39 @@ bool prefault(void* p, size_t bytes) {
 #endif
 }
 
-PrefaultedBuffer::PrefaultedBuffer(size_t bytes, std::pmr::memory_resource* upstream) : upstream_(upstream) {
-  if (bytes == 0) return;
-  block_ = static_cast<char*>(upstream_->allocate(bytes, alignof(std::max_align_t)));
-  size_ = bytes;
-}
+PrefaultedBuffer::PrefaultedBuffer(std::pmr::memory_resource* upstream) : upstream_(upstream), pieces_(upstream) {}
 
 PrefaultedBuffer::~PrefaultedBuffer() {
-  if (block_ != nullptr) upstream_->deallocate(block_, size_, alignof(std::max_align_t));
+  for (char* piece : pieces_) upstream_->deallocate(piece, kPiece, alignof(std::max_align_t));
 }
 
 void* PrefaultedBuffer::do_allocate(size_t bytes, size_t alignment) {
-  // Aligned as an address: the block itself is only aligned for max_align_t.
-  const auto base = reinterpret_cast<uintptr_t>(block_);
-  const size_t start = static_cast<size_t>(((base + used_ + alignment - 1) & ~(uintptr_t(alignment) - 1)) - base);
-  if (block_ != nullptr && start <= size_ && bytes <= size_ - start) {
-    used_ = start + bytes;
-    if (used_ > populated_) {
-      // The block is faulted in ahead of use, a stretch at a time, so that room never used
-      // is never faulted in. Stretches end on page boundaries (but the block's last).
-      constexpr size_t page = 4096;  // prefault rounds to the system's pages itself
-      const size_t want = std::max(used_, populated_ + kStretch);
-      const size_t end = std::min(size_, static_cast<size_t>(((base + want + page - 1) & ~(page - 1)) - base));
-      prefault(block_ + populated_, end - populated_);
-      populated_ = end;
-    }
-    return block_ + start;
+  if (!from_pieces(bytes, alignment)) {
+    void* p = upstream_->allocate(bytes, alignment);
+    prefault(p, bytes);
+    return p;
   }
-  return upstream_->allocate(bytes, alignment);
+  // Aligned as an address: a piece itself is only aligned for max_align_t.
+  auto start = [&] {
+    const auto base = reinterpret_cast<uintptr_t>(piece_);
+    return static_cast<size_t>(((base + used_ + alignment - 1) & ~(uintptr_t(alignment) - 1)) - base);
+  };
+  if (piece_ == nullptr || start() + bytes > kPiece) {
+    // Room first, so that recording the piece cannot throw once it is taken.
+    if (pieces_.size() == pieces_.capacity()) pieces_.reserve(2 * pieces_.size() + 8);
+    piece_ = static_cast<char*>(upstream_->allocate(kPiece, alignof(std::max_align_t)));
+    pieces_.push_back(piece_);
+    prefault(piece_, kPiece);
+    used_ = 0;
+  }
+  const size_t at = start();
+  used_ = at + bytes;
+  return piece_ + at;
 }
 
 void PrefaultedBuffer::do_deallocate(void* p, size_t bytes, size_t alignment) {
-  const auto* c = static_cast<const char*>(p);
-  if (block_ != nullptr && c >= block_ && c < block_ + size_) return;  // given back with the block
-  upstream_->deallocate(p, bytes, alignment);
+  // Memory from the pieces goes back with them.
+  if (!from_pieces(bytes, alignment)) upstream_->deallocate(p, bytes, alignment);
 }
 
 }  // namespace qubor::platform

@@ -43,7 +43,7 @@ int32_t Presolver::linear_dependent_rows() {
       eq_nnz += static_cast<int64_t>(w_.rows[i].size());
     }
   }
-  // The check runs once: its arrays per row and column come from the working problem's block.
+  // The check runs once: its arrays per row and column come from the working problem's memory.
   std::pmr::memory_resource* once = &w_.memory;
   Vec<int32_t> eq_count(static_cast<size_t>(w_.n), 0, once);
   for (int32_t i : order)
@@ -82,8 +82,8 @@ int32_t Presolver::linear_dependent_rows() {
   const int64_t budget = static_cast<int64_t>(opt_.lindep_rel_work_trh) * eq_nnz +
                          static_cast<int64_t>(opt_.lindep_abs_work_trh) * 1000;
   int64_t work = 0;
-  // The pivot rows, with their fill, live in one block faulted in at once.
-  platform::PrefaultedBuffer pivot_memory(2 * static_cast<size_t>(eq_nnz) * sizeof(Entry) + 4096, opt_.mem);
+  // The pivot rows, with their fill, live in memory faulted in ahead of use.
+  platform::PrefaultedBuffer pivot_memory(opt_.mem);
   Vec<PivotRow> pivots(opt_.mem);
   Vec<int32_t> pivot_of_col(static_cast<size_t>(w_.n), -1, once);
   Vec<double> dense(static_cast<size_t>(w_.n), 0.0, once);

@@ -18,20 +18,10 @@ void erase_at(Vec<Entry>& list, size_t p, Vec<Vec<Entry>>& other) {
   list.pop_back();
 }
 
-// The lists as built (two entries per nonzero, one header per row and column) and as much
-// again for lists that grow (a list that outgrows its room moves and leaves the old room
-// unused), and the arrays per row and column kept while presolve runs (here and in the
-// engine). The block is faulted in only as far as it is used.
-size_t block_bytes(const LpProblem& p) {
-  const auto lists = static_cast<size_t>(p.n) + static_cast<size_t>(p.m);
-  const auto entries = 2 * static_cast<size_t>(p.nnz());
-  return lists * (sizeof(Vec<Entry>) + WorkProblem::kBytesPerItem) + 2 * entries * sizeof(Entry) + 4096;
-}
-
 }  // namespace
 
 WorkProblem::WorkProblem(const LpProblem& p, const PresolveOptions& opt)
-    : n(p.n), m(p.m), memory(block_bytes(p), opt.mem),
+    : n(p.n), m(p.m), memory(opt.mem),
       cols(static_cast<size_t>(p.n), &memory), rows(static_cast<size_t>(p.m), &memory),
       c(p.c.begin(), p.c.end(), &memory), l(p.l.begin(), p.l.end(), &memory),
       u(p.u.begin(), p.u.end(), &memory), rl(p.rl.begin(), p.rl.end(), &memory),

@@ -62,12 +62,9 @@ struct WorkProblem {
   WorkProblem(const LpProblem& p, const PresolveOptions& opt);
 
   int32_t n, m;
-  // The entry lists and the arrays per row and column live in one block, faulted in at
-  // once: they are most of presolve's memory, and building them page fault by page fault
-  // costs more than the reductions on some machines. The block also holds the engine's own
-  // arrays per row and column, up to kBytesPerItem per row or column in all; what outgrows
-  // it takes memory from opt.mem.
-  static constexpr size_t kBytesPerItem = 320;
+  // The entry lists and the arrays per row and column, here and in the engine, come from
+  // memory faulted in ahead of use: they are most of presolve's memory, and building them
+  // page fault by page fault costs more than the reductions on some machines.
   platform::PrefaultedBuffer memory;
   Vec<Vec<Entry>> cols, rows;
   Vec<double> c, l, u, rl, ru;
