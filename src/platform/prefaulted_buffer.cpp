@@ -13,11 +13,13 @@ namespace qubor::platform {
 bool prefault(void* p, size_t bytes) {
 #if defined(__linux__)
   // Linux 5.14 populates a range for writing without touching it; older kernels refuse.
+  // Every page that holds a byte of the range is mapped as the range is, and populating a
+  // page leaves its contents as they are, so the pages at both ends are included.
   constexpr int kPopulateWrite = 23;
+  if (bytes == 0) return false;
   const auto page = static_cast<uintptr_t>(sysconf(_SC_PAGESIZE));
-  const auto begin = (reinterpret_cast<uintptr_t>(p) + page - 1) & ~(page - 1);
-  const auto end = (reinterpret_cast<uintptr_t>(p) + bytes) & ~(page - 1);
-  if (end <= begin) return false;
+  const auto begin = reinterpret_cast<uintptr_t>(p) & ~(page - 1);
+  const auto end = (reinterpret_cast<uintptr_t>(p) + bytes + page - 1) & ~(page - 1);
   return madvise(reinterpret_cast<void*>(begin), end - begin, kPopulateWrite) == 0;
 #else
   (void)p;

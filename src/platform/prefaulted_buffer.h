@@ -19,8 +19,8 @@
 
 namespace qubor::platform {
 
-// Populates the whole pages within [p, p + bytes) for writing; false when the system
-// cannot (the pages then fault in on first use).
+// Populates the pages that hold [p, p + bytes) for writing, leaving their contents as they
+// are; false when the system cannot (the pages then fault in on first use).
 bool prefault(void* p, size_t bytes);
 
 // Reserves room for at least `count` elements of v, faulting the new storage in at once
