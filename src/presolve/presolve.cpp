@@ -39,7 +39,8 @@ PresolveResult& PresolveResult::operator=(PresolveResult&&) noexcept = default;
 Presolver::Presolver(const LpProblem& p, const PresolveOptions& opt, PostsolveStack& stack, PresolveStats& stats)
     : w_(p, opt), opt_(opt), stack_(stack), stats_(stats), implied_(&w_.memory), own_bounds_(&w_.memory),
       screen_(&w_.memory), row_finder_(p.m, p.n, &w_.memory), col_finder_(p.n, p.m, &w_.memory),
-      dual_box_(&w_.memory), dual_box_rows_(&w_.memory), dual_source_(&w_.memory), eliminator_tested_(static_cast<size_t>(p.n), 0, &w_.memory),
+      dual_box_(&w_.memory), dual_box_rows_(&w_.memory), dual_source_(&w_.memory),
+      eliminator_tested_(static_cast<size_t>(p.n), 0, &w_.memory),
       singleton_tested_(static_cast<size_t>(p.n), 0, &w_.memory),
       slack_records_(static_cast<size_t>(p.m), SlackRecord{}, &w_.memory) {}
 

@@ -154,10 +154,8 @@ class OptimisticActivity {
     for (const Entry& e : w_.rows[k]) {
       double lo, hi;
       term(e.index, e.value, i, lo, hi);
-      if (finite(lo)) a.min += lo; else ++a.min_inf;
-      if (finite(hi)) a.max += hi; else ++a.max_inf;
-      if (finite(lo)) scale_min_[k] += std::fabs(lo);
-      if (finite(hi)) scale_max_[k] += std::fabs(hi);
+      if (finite(lo)) a.min += lo, scale_min_[k] += std::fabs(lo); else ++a.min_inf;
+      if (finite(hi)) a.max += hi, scale_max_[k] += std::fabs(hi); else ++a.max_inf;
     }
     return a;
   }

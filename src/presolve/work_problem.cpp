@@ -90,8 +90,7 @@ void WorkProblem::add_to_entry(int32_t i, int32_t j, double delta) {
   for (Entry& e : col) {
     if (e.index != i) continue;
     const double v = e.value + delta;
-    // Cancellation to (near) zero removes the entry.
-    if (std::fabs(v) < tol_aij || std::fabs(v) <= 1e-12 * std::fabs(delta)) {
+    if (cancels(v, delta)) {
       remove_entry(i, j);
     } else {
       e.value = v;
@@ -123,7 +122,7 @@ void WorkProblem::add_scaled_row(int32_t r, const Vec<Entry>& src, int32_t skip,
       Entry& e = row[static_cast<size_t>(q)];
       double v = e.value + delta;
       // Cancellation to (near) zero removes the entry, once the row is done.
-      if (std::fabs(v) < tol_aij || std::fabs(v) <= 1e-12 * std::fabs(delta)) {
+      if (cancels(v, delta)) {
         v = 0.0;
         cancelled = true;
       }

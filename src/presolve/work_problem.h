@@ -4,6 +4,7 @@
 // views never disagree; coefficients below tol_aij are dropped when they arise from fill.
 #pragma once
 
+#include <cmath>
 #include <cstdint>
 
 #include "platform/prefaulted_buffer.h"
@@ -104,6 +105,11 @@ struct WorkProblem {
 
   bool integer(int32_t j) const { return !is_int.empty() && is_int[static_cast<size_t>(j)] != 0; }
   double coef(int32_t i, int32_t j) const;
+  // Whether a coefficient that became v by adding delta cancelled to (near) zero; such an
+  // entry is removed.
+  bool cancels(double v, double delta) const {
+    return std::fabs(v) < tol_aij || std::fabs(v) <= 1e-12 * std::fabs(delta);
+  }
   // Adds delta to a_ij, creating the entry when absent and dropping it when it becomes tiny.
   void add_to_entry(int32_t i, int32_t j, double delta);
   void remove_entry(int32_t i, int32_t j);
@@ -126,8 +132,6 @@ struct WorkProblem {
   void refresh_implied_bounds(ImpliedBounds& b) const;
   // Sets b to the columns' own bounds, without rows.
   void own_bounds(ImpliedBounds& b) const;
-  // Lower and upper bound of x_k usable in a proof about column `skip_col`: the implied one
-  // when its row is unchanged since, does not contain skip_col and is not skip_row.
   // Bounds of x_k that may serve in a test of column skip_col through row skip_row: implied
   // bounds from b when their source row is neither skip_row nor a row of skip_col, whose rows
   // must have been marked by b->mark_column.
