@@ -7,6 +7,7 @@
 
 #include "driver/lp_presolve.h"
 #include "driver/status_map.h"
+#include "platform/prefaulted_buffer.h"
 #include "task/report.h"
 #include "task/solution_eval.h"
 
@@ -110,18 +111,18 @@ void snapshot_lp(const task::Task& t, interior::LpProblem& lp) {
   lp.num_col = p.num_var;
   const task::CompressedView a = p.a.csc();
   const size_t n = static_cast<size_t>(p.num_var), m = static_cast<size_t>(p.num_con);
-  lp.col_ptr.assign(a.ptr, a.ptr + n + 1);
-  lp.row_idx.assign(a.idx, a.idx + a.nnz());
-  lp.values.assign(a.val, a.val + a.nnz());
-  lp.c.resize(n);
+  platform::copy_prefaulted(lp.col_ptr, a.ptr, a.ptr + n + 1);
+  platform::copy_prefaulted(lp.row_idx, a.idx, a.idx + a.nnz());
+  platform::copy_prefaulted(lp.values, a.val, a.val + a.nnz());
+  platform::assign_prefaulted(lp.c, n, 0.0);
   for (size_t j = 0; j < n; ++j) lp.c[j] = sigma * p.c[j];
   lp.cfix = sigma * p.cfix;
-  lp.col_lo.resize(n);
-  lp.col_up.resize(n);
+  platform::assign_prefaulted(lp.col_lo, n, 0.0);
+  platform::assign_prefaulted(lp.col_up, n, 0.0);
   for (size_t j = 0; j < n; ++j)
     bounds_of(p.var_bounds.bk[j], p.var_bounds.bl[j], p.var_bounds.bu[j], lp.col_lo[j], lp.col_up[j]);
-  lp.row_lo.resize(m);
-  lp.row_up.resize(m);
+  platform::assign_prefaulted(lp.row_lo, m, 0.0);
+  platform::assign_prefaulted(lp.row_up, m, 0.0);
   for (size_t i = 0; i < m; ++i)
     bounds_of(p.con_bounds.bk[i], p.con_bounds.bl[i], p.con_bounds.bu[i], lp.row_lo[i], lp.row_up[i]);
 }

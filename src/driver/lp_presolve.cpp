@@ -4,6 +4,7 @@
 #include <utility>
 
 #include "interior/standard_form.h"
+#include "platform/prefaulted_buffer.h"
 #include "presolve/presolve.h"
 
 namespace qubor::driver {
@@ -30,48 +31,48 @@ presolve::PresolveOptions presolve_options(const task::Task& t) {
 void to_presolve_form(const interior::LpProblem& lp, presolve::LpProblem& p) {
   p.n = lp.num_col;
   p.m = lp.num_row;
-  p.colptr.assign(lp.col_ptr.begin(), lp.col_ptr.end());
-  p.rowind.assign(lp.row_idx.begin(), lp.row_idx.end());
-  p.val.assign(lp.values.begin(), lp.values.end());
-  p.c.assign(lp.c.begin(), lp.c.end());
+  platform::copy_prefaulted(p.colptr, lp.col_ptr.begin(), lp.col_ptr.end());
+  platform::copy_prefaulted(p.rowind, lp.row_idx.begin(), lp.row_idx.end());
+  platform::copy_prefaulted(p.val, lp.values.begin(), lp.values.end());
+  platform::copy_prefaulted(p.c, lp.c.begin(), lp.c.end());
   p.c0 = lp.cfix;
-  p.l.assign(lp.col_lo.begin(), lp.col_lo.end());
-  p.u.assign(lp.col_up.begin(), lp.col_up.end());
-  p.rl.assign(lp.row_lo.begin(), lp.row_lo.end());
-  p.ru.assign(lp.row_up.begin(), lp.row_up.end());
+  platform::copy_prefaulted(p.l, lp.col_lo.begin(), lp.col_lo.end());
+  platform::copy_prefaulted(p.u, lp.col_up.begin(), lp.col_up.end());
+  platform::copy_prefaulted(p.rl, lp.row_lo.begin(), lp.row_lo.end());
+  platform::copy_prefaulted(p.ru, lp.row_up.begin(), lp.row_up.end());
 }
 
 void to_interior_form(const presolve::LpProblem& p, interior::LpProblem& lp) {
   lp.num_col = p.n;
   lp.num_row = p.m;
-  lp.col_ptr.assign(p.colptr.begin(), p.colptr.end());
-  lp.row_idx.assign(p.rowind.begin(), p.rowind.end());
-  lp.values.assign(p.val.begin(), p.val.end());
-  lp.c.assign(p.c.begin(), p.c.end());
+  platform::copy_prefaulted(lp.col_ptr, p.colptr.begin(), p.colptr.end());
+  platform::copy_prefaulted(lp.row_idx, p.rowind.begin(), p.rowind.end());
+  platform::copy_prefaulted(lp.values, p.val.begin(), p.val.end());
+  platform::copy_prefaulted(lp.c, p.c.begin(), p.c.end());
   lp.cfix = p.c0;
-  lp.col_lo.assign(p.l.begin(), p.l.end());
-  lp.col_up.assign(p.u.begin(), p.u.end());
-  lp.row_lo.assign(p.rl.begin(), p.rl.end());
-  lp.row_up.assign(p.ru.begin(), p.ru.end());
+  platform::copy_prefaulted(lp.col_lo, p.l.begin(), p.l.end());
+  platform::copy_prefaulted(lp.col_up, p.u.begin(), p.u.end());
+  platform::copy_prefaulted(lp.row_lo, p.rl.begin(), p.rl.end());
+  platform::copy_prefaulted(lp.row_up, p.ru.begin(), p.ru.end());
 }
 
 // The part of the reduced run's solution that postsolve reads (x, y and the bound duals);
 // status keys are left empty for postsolve to derive.
 void to_reduced_solution(const interior::IpResult& r, presolve::LpSolution& s) {
-  s.xx.assign(r.x.begin(), r.x.end());
-  s.y.assign(r.y.begin(), r.y.end());
-  s.slx.assign(r.slx.begin(), r.slx.end());
-  s.sux.assign(r.sux.begin(), r.sux.end());
+  platform::copy_prefaulted(s.xx, r.x.begin(), r.x.end());
+  platform::copy_prefaulted(s.y, r.y.begin(), r.y.end());
+  platform::copy_prefaulted(s.slx, r.slx.begin(), r.slx.end());
+  platform::copy_prefaulted(s.sux, r.sux.begin(), r.sux.end());
 }
 
 void from_solution(const presolve::LpSolution& s, interior::IpResult& r) {
-  r.x.assign(s.xx.begin(), s.xx.end());
-  r.xc.assign(s.xc.begin(), s.xc.end());
-  r.y.assign(s.y.begin(), s.y.end());
-  r.slx.assign(s.slx.begin(), s.slx.end());
-  r.sux.assign(s.sux.begin(), s.sux.end());
-  r.slc.assign(s.slc.begin(), s.slc.end());
-  r.suc.assign(s.suc.begin(), s.suc.end());
+  platform::copy_prefaulted(r.x, s.xx.begin(), s.xx.end());
+  platform::copy_prefaulted(r.xc, s.xc.begin(), s.xc.end());
+  platform::copy_prefaulted(r.y, s.y.begin(), s.y.end());
+  platform::copy_prefaulted(r.slx, s.slx.begin(), s.slx.end());
+  platform::copy_prefaulted(r.sux, s.sux.begin(), s.sux.end());
+  platform::copy_prefaulted(r.slc, s.slc.begin(), s.slc.end());
+  platform::copy_prefaulted(r.suc, s.suc.begin(), s.suc.end());
 }
 
 bool is_certificate(interior::SolutionStatus s) {

@@ -22,6 +22,7 @@
 #include <limits>
 
 #include "interior/ip_log.h"
+#include "platform/prefaulted_buffer.h"
 
 namespace qubor::interior {
 namespace {
@@ -34,11 +35,11 @@ constexpr double kRayTol = 1e-6;
 }  // namespace
 
 void HomogeneousSolver::Direction::resize(size_t n, size_t m) {
-  dx.assign(n, 0.0);
-  ds.assign(n, 0.0);
-  dw.assign(n, 0.0);
-  dv.assign(n, 0.0);
-  dy.assign(m, 0.0);
+  platform::assign_prefaulted(dx, n, 0.0);
+  platform::assign_prefaulted(ds, n, 0.0);
+  platform::assign_prefaulted(dw, n, 0.0);
+  platform::assign_prefaulted(dv, n, 0.0);
+  platform::assign_prefaulted(dy, m, 0.0);
   dtau = dkappa = 0.0;
 }
 
@@ -67,11 +68,11 @@ HomogeneousSolver::HomogeneousSolver(const StandardForm& sf, const std::vector<d
 }
 
 void HomogeneousSolver::initial_point() {
-  x_.assign(n_, 1.0);
-  s_.assign(n_, 1.0);
-  w_.assign(n_, 0.0);
-  v_.assign(n_, 0.0);
-  y_.assign(m_, 0.0);
+  platform::assign_prefaulted(x_, n_, 1.0);
+  platform::assign_prefaulted(s_, n_, 1.0);
+  platform::assign_prefaulted(w_, n_, 0.0);
+  platform::assign_prefaulted(v_, n_, 0.0);
+  platform::assign_prefaulted(y_, m_, 0.0);
   for (size_t j = 0; j < n_; ++j) {
     if (sf_.kind[j] == ColKind::kFree) {
       x_[j] = 0.0;
@@ -85,9 +86,9 @@ void HomogeneousSolver::initial_point() {
 }
 
 void HomogeneousSolver::compute_residuals() {
-  rp_.assign(m_, 0.0);
-  ru_.assign(n_, 0.0);
-  rd_.assign(n_, 0.0);
+  platform::assign_prefaulted(rp_, m_, 0.0);
+  platform::assign_prefaulted(ru_, n_, 0.0);
+  platform::assign_prefaulted(rd_, n_, 0.0);
   for (size_t i = 0; i < m_; ++i) rp_[i] = sf_.b[i] * tau_;
   double cx = 0.0, by = 0.0, uv = 0.0;
   for (size_t j = 0; j < n_; ++j) {
@@ -188,9 +189,9 @@ TerminationOutcome HomogeneousSolver::test(int32_t g, int32_t r) const {
 }
 
 bool HomogeneousSolver::factorize(NormalEquations& ne) {
-  theta_.assign(n_, 0.0);
-  g_.assign(n_, 0.0);
-  h_.assign(n_, 0.0);
+  platform::assign_prefaulted(theta_, n_, 0.0);
+  platform::assign_prefaulted(g_, n_, 0.0);
+  platform::assign_prefaulted(h_, n_, 0.0);
   for (size_t j = 0; j < n_; ++j) {
     double dj = primal_reg_;
     switch (sf_.kind[j]) {
@@ -231,8 +232,8 @@ static double col_dot(const StandardForm& sf, size_t j, const std::vector<double
 }
 
 bool HomogeneousSolver::tau_direction(NormalEquations& ne) {
-  work_n_.assign(n_, 0.0);
-  dy1_.assign(m_, 0.0);
+  platform::assign_prefaulted(work_n_, n_, 0.0);
+  platform::assign_prefaulted(dy1_, m_, 0.0);
   for (size_t j = 0; j < n_; ++j) work_n_[j] = -theta_[j] * h_[j];
   for (size_t i = 0; i < m_; ++i) dy1_[i] = sf_.b[i];
   mul_a(sf_, work_n_, dy1_);
@@ -240,7 +241,7 @@ bool HomogeneousSolver::tau_direction(NormalEquations& ne) {
   if (ne.solve(dy1_, max_refine_, &rst) != linalg::Status::kOk) return false;
   linalg::log_printf(sink_, 3, "tau direction: refine %d residual %.1e perturbed %d\n", rst.steps,
                      rst.residual, ne.num_perturbed());
-  dx1_.assign(n_, 0.0);
+  platform::assign_prefaulted(dx1_, n_, 0.0);
   // den = kappa/tau + b'dy1 - (c + g)'dx1 + u'g, evaluated in the cancellation-free form
   // kappa/tau + sum (s/x + rho) dx1^2 + sum_B (v/w) (dx1 - u)^2 (using A dx1 = b).
   double den = kappa_ / tau_;
@@ -266,7 +267,7 @@ bool HomogeneousSolver::solve_direction(NormalEquations& ne, double eta,
                                         const std::vector<double>& rwv, double rtk,
                                         Direction& d) {
   std::vector<double>& r1 = work_n_;
-  r1.assign(n_, 0.0);
+  platform::assign_prefaulted(r1, n_, 0.0);
   double num = eta * rg_ + rtk / tau_;
   for (size_t j = 0; j < n_; ++j) {
     r1[j] = eta * rd_[j];
@@ -372,8 +373,8 @@ void HomogeneousSolver::gondzio(NormalEquations& ne, Direction& d, double& alpha
 
 bool HomogeneousSolver::iterate(NormalEquations& ne, double& alpha) {
   // Predictor.
-  rxs_.assign(n_, 0.0);
-  rwv_.assign(n_, 0.0);
+  platform::assign_prefaulted(rxs_, n_, 0.0);
+  platform::assign_prefaulted(rwv_, n_, 0.0);
   for (size_t j = 0; j < n_; ++j) {
     if (sf_.kind[j] == ColKind::kFree) continue;
     rxs_[j] = -x_[j] * s_[j];

@@ -7,6 +7,8 @@
 #include <cmath>
 #include <numeric>
 
+#include "platform/prefaulted_buffer.h"
+
 namespace qubor::interior {
 
 using linalg::Status;
@@ -105,19 +107,19 @@ Status NormalEquations::setup(const StandardForm& sf, const NormalEquationsSetup
   threads_ = std::max(1, opt.num_threads);
   const size_t m = static_cast<size_t>(sf.m), n = static_cast<size_t>(sf.n);
   dense_ = detect_dense(sf, opt);
-  is_dense_.assign(n, 0);
+  platform::assign_prefaulted(is_dense_, n, 0);
   for (int32_t j : dense_) is_dense_[static_cast<size_t>(j)] = 1;
   dense_time_ = now() - t0;
 
   // Row-wise copy of the sparse columns.
-  row_ptr_.assign(m + 1, 0);
+  platform::assign_prefaulted(row_ptr_, m + 1, 0);
   for (size_t j = 0; j < n; ++j)
     if (!is_dense_[j])
       for (int64_t k = sf.col_ptr[j]; k < sf.col_ptr[j + 1]; ++k)
         ++row_ptr_[static_cast<size_t>(sf.row_idx[static_cast<size_t>(k)]) + 1];
   for (size_t i = 0; i < m; ++i) row_ptr_[i + 1] += row_ptr_[i];
-  row_col_.resize(static_cast<size_t>(row_ptr_[m]));
-  row_val_.resize(row_col_.size());
+  platform::assign_prefaulted(row_col_, static_cast<size_t>(row_ptr_[m]), 0);
+  platform::assign_prefaulted(row_val_, row_col_.size(), 0.0);
   {
     std::vector<int64_t> pos(row_ptr_.begin(), row_ptr_.end() - 1);
     for (size_t j = 0; j < n; ++j)
@@ -129,11 +131,12 @@ Status NormalEquations::setup(const StandardForm& sf, const NormalEquationsSetup
         }
   }
   // Lower pattern of A_S A_S' plus the diagonal.
-  colptr_.assign(m + 1, 0);
+  platform::assign_prefaulted(colptr_, m + 1, 0);
   rowind_.clear();
   std::vector<int32_t> mark(m, -1);
   for (size_t i = 0; i < m; ++i) {
     mark[i] = static_cast<int32_t>(i);
+    platform::grow_prefaulted(rowind_);
     rowind_.push_back(static_cast<int32_t>(i));
     for (int64_t p = row_ptr_[i]; p < row_ptr_[i + 1]; ++p) {
       const size_t j = static_cast<size_t>(row_col_[static_cast<size_t>(p)]);
@@ -141,13 +144,14 @@ Status NormalEquations::setup(const StandardForm& sf, const NormalEquationsSetup
         const int32_t r = sf.row_idx[static_cast<size_t>(k)];
         if (r > static_cast<int32_t>(i) && mark[static_cast<size_t>(r)] != static_cast<int32_t>(i)) {
           mark[static_cast<size_t>(r)] = static_cast<int32_t>(i);
+          platform::grow_prefaulted(rowind_);
           rowind_.push_back(r);
         }
       }
     }
     colptr_[i + 1] = static_cast<int64_t>(rowind_.size());
   }
-  mval_.assign(rowind_.size(), 0.0);
+  platform::assign_prefaulted(mval_, rowind_.size(), 0.0);
   linalg::SparseCholeskyOptions co;
   co.order_method = order_method(opt.order_method);
   co.num_threads = threads_;
@@ -155,9 +159,9 @@ Status NormalEquations::setup(const StandardForm& sf, const NormalEquationsSetup
   co.replacement = linalg::PivotReplacement::kHuge;
   linalg::LowerPattern pat{sf.m, colptr_.data(), rowind_.data()};
   const Status st = chol_->analyse(pat, co, opt.sink);
-  work_.assign(m, 0.0);
-  work2_.assign(m, 0.0);
-  removed_.assign(m, 0);
+  platform::assign_prefaulted(work_, m, 0.0);
+  platform::assign_prefaulted(work2_, m, 0.0);
+  platform::assign_prefaulted(removed_, m, 0);
   setup_time_ = now() - t0;
   return st;
 }
@@ -177,7 +181,7 @@ Status NormalEquations::drop_dense_handling() {
 Status NormalEquations::find_dependent_rows(std::vector<int32_t>& rows) {
   rows.clear();
   if (!dense_.empty() || m_ == 0) return Status::kOk;
-  d_.assign(static_cast<size_t>(sf_->n), 1.0);
+  platform::assign_prefaulted(d_, static_cast<size_t>(sf_->n), 1.0);
   form_sparse(0.0);
   linalg::SparseCholesky detector;
   linalg::SparseCholeskyOptions co;
@@ -242,7 +246,7 @@ Status NormalEquations::form_dense() {
   const StandardForm& sf = *sf_;
   const size_t m = static_cast<size_t>(m_);
   const int32_t k = num_dense();
-  w_.assign(m * static_cast<size_t>(k), 0.0);
+  platform::assign_prefaulted(w_, m * static_cast<size_t>(k), 0.0);
   for (int32_t q = 0; q < k; ++q) {
     const size_t j = static_cast<size_t>(dense_[static_cast<size_t>(q)]);
     double* col = &w_[m * static_cast<size_t>(q)];
@@ -254,7 +258,7 @@ Status NormalEquations::form_dense() {
     if (st != Status::kOk) return st;
   }
   // S = D_K^{-1} + A_K' W
-  s_.assign(static_cast<size_t>(k) * static_cast<size_t>(k), 0.0);
+  platform::assign_prefaulted(s_, static_cast<size_t>(k) * static_cast<size_t>(k), 0.0);
   for (int32_t q = 0; q < k; ++q) {
     const size_t jq = static_cast<size_t>(dense_[static_cast<size_t>(q)]);
     for (int32_t p = q; p < k; ++p) {
@@ -286,7 +290,7 @@ Status NormalEquations::solve_once(double* r) {
   const StandardForm& sf = *sf_;
   const int32_t k = num_dense();
   const size_t m = static_cast<size_t>(m_);
-  small_.assign(static_cast<size_t>(k), 0.0);
+  platform::assign_prefaulted(small_, static_cast<size_t>(k), 0.0);
   for (int32_t q = 0; q < k; ++q) {
     const size_t j = static_cast<size_t>(dense_[static_cast<size_t>(q)]);
     double t = 0.0;
@@ -333,7 +337,7 @@ Status NormalEquations::solve(std::vector<double>& r, int32_t max_refine, Refine
   Status st = solve_once(r.data());
   if (st != Status::kOk) return st;
   // res = rhs - M x
-  res_.assign(m, 0.0);
+  platform::assign_prefaulted(res_, m, 0.0);
   multiply(r, res_);
   double rnorm = 0.0;
   for (size_t i = 0; i < m; ++i) {
@@ -359,7 +363,7 @@ Status NormalEquations::solve(std::vector<double>& r, int32_t max_refine, Refine
         if (best_norm > 0.5 * checkpoint) break;
         checkpoint = best_norm;
       }
-      q_.assign(m, 0.0);
+      platform::assign_prefaulted(q_, m, 0.0);
       multiply(p_, q_);
       double pq = 0.0;
       for (size_t i = 0; i < m; ++i) {

@@ -4,6 +4,8 @@
 #include <algorithm>
 #include <cmath>
 
+#include "platform/prefaulted_buffer.h"
+
 namespace qubor::interior {
 namespace {
 
@@ -45,8 +47,8 @@ double geometric_pass(const StandardForm& sf, std::vector<double>& rs, std::vect
 void scale_problem(StandardForm& sf, int32_t mode, std::vector<double>& row_scale,
                    std::vector<double>& col_scale) {
   const size_t m = static_cast<size_t>(sf.m), n = static_cast<size_t>(sf.n);
-  row_scale.assign(m, 1.0);
-  col_scale.assign(n, 1.0);
+  platform::assign_prefaulted(row_scale, m, 1.0);
+  platform::assign_prefaulted(col_scale, n, 1.0);
   if (mode == 0) return;
   const int passes = mode == 2 ? 20 : 10;
   double prev = INFINITY;

@@ -5,6 +5,8 @@
 #include <cmath>
 #include <limits>
 
+#include "platform/prefaulted_buffer.h"
+
 namespace qubor::interior {
 namespace {
 
@@ -85,14 +87,25 @@ bool build_standard_form(const LpProblem& p, StandardForm& sf, std::string* why)
   if (!check_data(p, why)) return false;
   sf = StandardForm();
   sf.obj_const = p.cfix;
-  sf.internal_row.assign(static_cast<size_t>(p.num_row), -1);
+  // Room for every column and entry at once, faulted in ahead: at most one slack per row.
+  const size_t max_cols = static_cast<size_t>(p.num_col) + static_cast<size_t>(p.num_row);
+  const size_t max_entries = p.row_idx.size() + static_cast<size_t>(p.num_row);
+  platform::reserve_prefaulted(sf.col_ptr, max_cols + 1);
+  platform::reserve_prefaulted(sf.row_idx, max_entries);
+  platform::reserve_prefaulted(sf.values, max_entries);
+  for (auto* v : {&sf.c, &sf.u, &sf.shift}) platform::reserve_prefaulted(*v, max_cols);
+  platform::reserve_prefaulted(sf.kind, max_cols);
+  platform::reserve_prefaulted(sf.source, max_cols);
+  platform::reserve_prefaulted(sf.sign, max_cols);
+  platform::reserve_prefaulted(sf.row_of, static_cast<size_t>(p.num_row));
+  platform::assign_prefaulted(sf.internal_row, static_cast<size_t>(p.num_row), -1);
   for (int32_t i = 0; i < p.num_row; ++i) {
     if (!finite_lo(p.row_lo[static_cast<size_t>(i)]) && !finite_up(p.row_up[static_cast<size_t>(i)]))
       continue;
     sf.internal_row[static_cast<size_t>(i)] = sf.m++;
     sf.row_of.push_back(i);
   }
-  sf.b.assign(static_cast<size_t>(sf.m), 0.0);
+  platform::assign_prefaulted(sf.b, static_cast<size_t>(sf.m), 0.0);
   for (int32_t r = 0; r < sf.m; ++r) {
     const size_t i = static_cast<size_t>(sf.row_of[static_cast<size_t>(r)]);
     if (p.row_lo[i] == p.row_up[i]) sf.b[static_cast<size_t>(r)] = p.row_lo[i];

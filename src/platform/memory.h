@@ -61,6 +61,9 @@ class MemoryManager final : public std::pmr::memory_resource {
   char* strdup_block(const char* s, const char* file, int line);
 
   bool debug() const { return debug_; }
+  // Blocks come from the C library and nothing is recorded: a component may then take pages
+  // from the system itself.
+  bool system_memory() const { return user_.malloc_fn == nullptr && !debug_; }
   const UserAllocator& user() const { return user_; }
   size_t live_blocks() const;
   size_t live_bytes() const;

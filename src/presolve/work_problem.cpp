@@ -18,10 +18,16 @@ void erase_at(Vec<Entry>& list, size_t p, Vec<Vec<Entry>>& other) {
   list.pop_back();
 }
 
+// About what the lists and the arrays per row and column of the working problem and the
+// engine take.
+size_t expected_bytes(const LpProblem& p) {
+  return 2 * sizeof(Entry) * static_cast<size_t>(p.nnz()) + 128 * static_cast<size_t>(p.n + p.m);
+}
+
 }  // namespace
 
 WorkProblem::WorkProblem(const LpProblem& p, const PresolveOptions& opt)
-    : n(p.n), m(p.m), memory(opt.mem),
+    : n(p.n), m(p.m), memory(opt.mem, expected_bytes(p)),
       cols(static_cast<size_t>(p.n), &memory), rows(static_cast<size_t>(p.m), &memory),
       c(p.c.begin(), p.c.end(), &memory), l(p.l.begin(), p.l.end(), &memory),
       u(p.u.begin(), p.u.end(), &memory), rl(p.rl.begin(), p.rl.end(), &memory),

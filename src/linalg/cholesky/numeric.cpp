@@ -7,6 +7,7 @@
 #include <cmath>
 
 #include "linalg/common/status.h"
+#include "platform/prefaulted_buffer.h"
 
 namespace qubor::linalg {
 
@@ -268,19 +269,19 @@ void SupernodeFactor::factor(int32_t s, ThreadScratch& ws) {
 
 void numeric_setup(const SymbolicFactor& sf, FactorType type, int32_t num_threads,
                    NumericFactor& nf, std::vector<ThreadScratch>& scratch) {
-  nf.values.assign(sf.value_ptr.empty() ? 0 : sf.value_ptr[sf.nsuper], 0.0);
-  nf.d.assign(type == FactorType::kLdlt ? sf.n : 0, 0.0);
-  nf.sign.assign(sf.n, 1);
+  platform::assign_prefaulted(nf.values, sf.value_ptr.empty() ? 0 : sf.value_ptr[sf.nsuper], 0.0);
+  platform::assign_prefaulted(nf.d, type == FactorType::kLdlt ? sf.n : 0, 0.0);
+  platform::assign_prefaulted(nf.sign, sf.n, 1);
   nf.perturbed.clear();
   nf.perturbed.reserve(sf.n);
   nf.valid = false;
   scratch.resize(std::max(1, num_threads));
   for (ThreadScratch& ws : scratch) {
-    ws.update.assign(std::max<int64_t>(sf.max_update, 1), 0.0);
-    ws.scaled.assign(type == FactorType::kLdlt ? std::max<int64_t>(sf.max_scaled, 1) : 1, 0.0);
-    ws.pos.assign(std::max(sf.n, 1), 0);
-    ws.rel.assign(std::max(sf.max_rows, 1), 0);
-    ws.run.assign(std::max(sf.max_rows, 1) + 1, 0);
+    platform::assign_prefaulted(ws.update, std::max<int64_t>(sf.max_update, 1), 0.0);
+    platform::assign_prefaulted(ws.scaled, type == FactorType::kLdlt ? std::max<int64_t>(sf.max_scaled, 1) : 1, 0.0);
+    platform::assign_prefaulted(ws.pos, std::max(sf.n, 1), 0);
+    platform::assign_prefaulted(ws.rel, std::max(sf.max_rows, 1), 0);
+    platform::assign_prefaulted(ws.run, std::max(sf.max_rows, 1) + 1, 0);
     ws.perturbed.clear();
     ws.perturbed.reserve(sf.n);
   }

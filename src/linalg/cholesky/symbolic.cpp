@@ -9,6 +9,7 @@
 
 #include "linalg/cholesky/column_order.h"
 #include "linalg/ordering/etree.h"
+#include "platform/prefaulted_buffer.h"
 
 namespace qubor::linalg {
 namespace {
@@ -284,10 +285,12 @@ void update_lists(SymbolicFactor& sf) {
 void load_map(const int64_t* colptr, const int32_t* rowind, SymbolicFactor& sf) {
   const int32_t n = sf.n;
   const int64_t nnz = colptr[n];
-  std::vector<int32_t> super_of(nnz);
-  std::vector<int64_t> dst(nnz);
-  sf.diag_src.assign(n, -1);
-  sf.load_ptr.assign(sf.nsuper + 1, 0);
+  std::vector<int32_t> super_of;
+  std::vector<int64_t> dst;
+  platform::assign_prefaulted(super_of, static_cast<size_t>(nnz), 0);
+  platform::assign_prefaulted(dst, static_cast<size_t>(nnz), 0);
+  platform::assign_prefaulted(sf.diag_src, static_cast<size_t>(n), -1);
+  platform::assign_prefaulted(sf.load_ptr, static_cast<size_t>(sf.nsuper) + 1, 0);
   for (int32_t j = 0; j < n; ++j) {
     for (int64_t p = colptr[j]; p < colptr[j + 1]; ++p) {
       int32_t a = sf.invp[rowind[p]], b = sf.invp[j];
@@ -302,8 +305,8 @@ void load_map(const int64_t* colptr, const int32_t* rowind, SymbolicFactor& sf) 
     }
   }
   for (int32_t s = 0; s < sf.nsuper; ++s) sf.load_ptr[s + 1] += sf.load_ptr[s];
-  sf.load_src.resize(nnz);
-  sf.load_dst.resize(nnz);
+  platform::assign_prefaulted(sf.load_src, static_cast<size_t>(nnz), 0);
+  platform::assign_prefaulted(sf.load_dst, static_cast<size_t>(nnz), 0);
   std::vector<int64_t> fill(sf.load_ptr.begin(), sf.load_ptr.end() - 1);
   for (int64_t p = 0; p < nnz; ++p) {
     int64_t at = fill[super_of[p]]++;

@@ -8,6 +8,8 @@
 #include <cstring>
 #include <new>
 
+#include "platform/prefaulted_buffer.h"
+
 namespace qubor::linalg {
 
 Status build_graph(int32_t n, const int64_t* colptr, const int32_t* rowind, Graph& g) {
@@ -26,17 +28,17 @@ Status build_graph(int32_t n, const int64_t* colptr, const int32_t* rowind, Grap
           ++count[rowind[p]];
           ++count[j];
         }
-    g.start.assign(n, 0);
-    g.length.assign(n, 0);
-    g.capacity.assign(n, 0);
+    platform::assign_prefaulted(g.start, n, 0);
+    platform::assign_prefaulted(g.length, n, 0);
+    platform::assign_prefaulted(g.capacity, n, 0);
     int64_t total = 0;
     for (int32_t i = 0; i < n; ++i) {
       g.start[i] = total;
       g.capacity[i] = static_cast<int32_t>(count[i]);
       total += count[i];
     }
-    g.adj.assign(total, 0);
-    g.weight.assign(total, 1);
+    platform::assign_prefaulted(g.adj, total, 0);
+    platform::assign_prefaulted(g.weight, total, 1);
     // Both directions of every entry; duplicates (from a full pattern or repeated entries)
     // are dropped with a last-seen mark per node.
     std::vector<int32_t> mark(n, -1);
@@ -106,8 +108,8 @@ Status add_edge(Graph& g, int32_t i, int32_t j, int32_t w) {
 }
 
 void graph_to_csr(const Graph& g, std::vector<int64_t>& ptr, std::vector<int32_t>& ind) {
-  ptr.assign(g.n + 1, 0);
-  ind.resize(g.adsize);
+  platform::assign_prefaulted(ptr, g.n + 1, 0);
+  platform::assign_prefaulted(ind, static_cast<size_t>(g.adsize), 0);
   int64_t q = 0;
   for (int32_t i = 0; i < g.n; ++i) {
     ptr[i] = q;

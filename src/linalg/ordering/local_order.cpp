@@ -7,6 +7,7 @@
 #include <new>
 
 #include "linalg/ordering/etree.h"
+#include "platform/prefaulted_buffer.h"
 
 namespace qubor::linalg {
 namespace {
@@ -21,7 +22,7 @@ struct Prepared {
 
 void find_dense(const std::vector<int64_t>& ptr, int32_t n, double factor,
                 std::vector<uint8_t>& is_dense, std::vector<int32_t>& dense) {
-  is_dense.assign(n, 0);
+  platform::assign_prefaulted(is_dense, n, 0);
   dense.clear();
   if (factor < 0.0 || n <= 16) return;
   const double limit = std::max(16.0, factor * std::sqrt(static_cast<double>(n)));
@@ -37,7 +38,7 @@ void find_indistinguishable(const std::vector<int64_t>& ptr, const std::vector<i
                             const std::vector<uint8_t>& is_dense, const int32_t* priority,
                             bool compress, std::vector<int32_t>& rep) {
   const int32_t n = static_cast<int32_t>(is_dense.size());
-  rep.assign(n, -1);
+  platform::assign_prefaulted(rep, n, -1);
   std::vector<std::pair<uint64_t, int32_t>> key;
   std::vector<int32_t> deg(n, 0);
   key.reserve(n);
@@ -75,29 +76,29 @@ void find_indistinguishable(const std::vector<int64_t>& ptr, const std::vector<i
 void build_compressed(const std::vector<int64_t>& ptr, const std::vector<int32_t>& ind,
                       const int32_t* priority, Prepared& pr, detail::QuotientInput& q) {
   const int32_t n = static_cast<int32_t>(pr.rep.size());
-  pr.cid.assign(n, -1);
+  platform::assign_prefaulted(pr.cid, n, -1);
   int32_t nc = 0;
   for (int32_t i = 0; i < n; ++i)
     if (pr.rep[i] == i) pr.cid[i] = nc++;
   q.n = nc;
-  q.nv.assign(nc, 0);
-  pr.member_start.assign(nc + 1, 0);
+  platform::assign_prefaulted(q.nv, nc, 0);
+  platform::assign_prefaulted(pr.member_start, nc + 1, 0);
   for (int32_t i = 0; i < n; ++i)
     if (pr.rep[i] >= 0) ++pr.member_start[pr.cid[pr.rep[i]] + 1];
   for (int32_t c = 0; c < nc; ++c) {
     q.nv[c] = static_cast<int32_t>(pr.member_start[c + 1]);
     pr.member_start[c + 1] += pr.member_start[c];
   }
-  pr.members.assign(pr.member_start[nc], 0);
+  platform::assign_prefaulted(pr.members, pr.member_start[nc], 0);
   std::vector<int64_t> fill(pr.member_start.begin(), pr.member_start.end() - 1);
   for (int32_t i = 0; i < n; ++i)
     if (pr.rep[i] >= 0) pr.members[fill[pr.cid[pr.rep[i]]]++] = i;
   if (priority != nullptr) {
-    q.priority.assign(nc, 0);
+    platform::assign_prefaulted(q.priority, nc, 0);
     for (int32_t i = 0; i < n; ++i)
       if (pr.rep[i] == i) q.priority[pr.cid[i]] = priority[i];
   }
-  q.ptr.assign(nc + 1, 0);
+  platform::assign_prefaulted(q.ptr, nc + 1, 0);
   q.ind.clear();
   std::vector<int32_t> mark(nc, -1);
   for (int32_t i = 0; i < n; ++i) {
@@ -108,6 +109,7 @@ void build_compressed(const std::vector<int64_t>& ptr, const std::vector<int32_t
       int32_t r = pr.rep[ind[p]];
       if (r < 0 || mark[pr.cid[r]] == c) continue;
       mark[pr.cid[r]] = c;
+      platform::grow_prefaulted(q.ind);
       q.ind.push_back(pr.cid[r]);
     }
     q.ptr[c + 1] = static_cast<int64_t>(q.ind.size());

@@ -14,6 +14,7 @@
 #include <new>
 
 #include "linalg/ordering/local_order.h"
+#include "platform/prefaulted_buffer.h"
 
 namespace qubor::linalg::detail {
 namespace {
@@ -142,23 +143,23 @@ class GreedyOrder {
 
 void GreedyOrder::setup() {
   const int64_t adsize = in_.ptr[n_];
-  iw_.assign(adsize + adsize / 2 + 2 * static_cast<int64_t>(n_) + 16, 0);
+  platform::assign_prefaulted(iw_, adsize + adsize / 2 + 2 * static_cast<int64_t>(n_) + 16, 0);
   if (adsize > 0) std::memcpy(iw_.data(), in_.ind.data(), sizeof(int32_t) * adsize);
   pfree_ = adsize;
-  pe_.assign(n_, 0);
-  len_.assign(n_, 0);
-  elen_.assign(n_, 0);
+  platform::assign_prefaulted(pe_, n_, 0);
+  platform::assign_prefaulted(len_, n_, 0);
+  platform::assign_prefaulted(elen_, n_, 0);
   nv_ = in_.nv;
-  degree_.assign(n_, 0);
-  w_.assign(n_, 0);
-  mark_.assign(n_, 0);
-  mark2_.assign(n_, 0);
-  merged_into_.assign(n_, -1);
-  step_.assign(n_, -1);
-  first_.assign(n_, 0);
-  tmp_.assign(n_ + 1, 0);
-  hash_.assign(n_, 0);
-  kind_.assign(n_, kVar);
+  platform::assign_prefaulted(degree_, n_, 0);
+  platform::assign_prefaulted(w_, n_, 0);
+  platform::assign_prefaulted(mark_, n_, 0);
+  platform::assign_prefaulted(mark2_, n_, 0);
+  platform::assign_prefaulted(merged_into_, n_, -1);
+  platform::assign_prefaulted(step_, n_, -1);
+  platform::assign_prefaulted(first_, n_, 0);
+  platform::assign_prefaulted(tmp_, n_ + 1, 0);
+  platform::assign_prefaulted(hash_, n_, 0);
+  platform::assign_prefaulted(kind_, n_, kVar);
   pivots_.reserve(n_);
   total_ = 0;
   for (int32_t i = 0; i < n_; ++i) total_ += nv_[i];
@@ -375,7 +376,7 @@ void GreedyOrder::emit(std::vector<int32_t>& order) {
   }
   for (int32_t s = 0; s < steps; ++s) start[s + 1] += start[s];
   std::vector<int32_t> fill(steps, 1);
-  order.assign(n_, -1);
+  platform::assign_prefaulted(order, n_, -1);
   for (int32_t v = 0; v < n_; ++v) {
     int32_t s = step_[root[v]];
     if (root[v] == v)
