@@ -24,21 +24,28 @@ class ParallelFinder {
   // Room for `lists` lists with entries indexed below dim, from mem (which need not give
   // memory back: nothing grows later).
   ParallelFinder(int32_t lists, int32_t dim, std::pmr::memory_resource* mem);
-  // The lists sharing a hash with a list stamped after `since`, grouped by hash and in index
-  // order within a group.
+  // The lists sharing a hash with a list stamped after `since` and with at least one other
+  // list, grouped by hash and in index order within a group.
   const Vec<Keyed>& candidates(const Vec<Vec<Entry>>& lists, const Vec<uint8_t>& active, const Vec<uint64_t>& stamp,
                                uint64_t since);
   // lambda with b = lambda * a when the lists are parallel, else 0.
   double parallel_factor(const Vec<Entry>& a, const Vec<Entry>& b);
+  // The entry of least index of a list, as at its last hashing: for parallel lists a and b
+  // the factor is lead(b) / lead(a).
+  double lead(int32_t i) const { return lead_[static_cast<size_t>(i)]; }
 
  private:
   static size_t set_capacity(size_t keys);  // a power of two, at least twice keys
   Vec<uint64_t> hash_;
+  Vec<double> lead_;
+  Vec<uint8_t> hashed_;  // hash_ and lead_ hold for the list as at its last stamp
+  Vec<int32_t> length_count_;  // zero between calls
   Vec<double> dense_;
   Vec<uint32_t> mark_;
   uint32_t tick_ = 0;
   Vec<Keyed> keyed_;
   Vec<uint64_t> dirty_, set_;
+  Vec<int32_t> group_;  // per slot of set_: the lists with its hash, then where they go
 };
 
 // Storage of the activity screen of the substitutions (reduce_substitution.cpp), one range
@@ -103,6 +110,11 @@ class Presolver {
   int32_t fix_dominated(int32_t j, double zmin, double zmax);
   int32_t fix_weakly_dominated(int32_t j, const Vec<Range>& y_rows);
   int32_t dominated_duplicate(int32_t j, int32_t k, double lambda);
+  // Of columns k = lambda * j: whether c_k = lambda c_j, so that the two merge into one.
+  bool costs_in_ratio(int32_t j, int32_t k, double lambda) const {
+    return std::fabs(w_.c[k] - lambda * w_.c[j]) <= opt_.tol_s * (1.0 + std::fabs(w_.c[k]));
+  }
+  bool boxed(int32_t j) const { return finite(w_.l[j]) && finite(w_.u[j]); }
   // Removes singleton x_j of row i, widening the row's sides by x_j's range. A nonzero cost
   // needs an equality row; it moves to the row's other columns.
   void absorb_slack_column(int32_t j, int32_t i);

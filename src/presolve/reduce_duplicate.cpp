@@ -18,10 +18,11 @@ constexpr double kParallelTol = 1e-12;
 
 // A hash of the pattern and of the values scaled by the entry of least index. Entries are
 // mixed one by one and summed, so the order of the list does not matter and nothing is sorted.
-uint64_t vector_hash(const Vec<Entry>& list) {
+uint64_t vector_hash(const Vec<Entry>& list, double& lead_value) {
   const Entry* lead = &list.front();
   for (const Entry& e : list)
     if (e.index < lead->index) lead = &e;
+  lead_value = lead->value;
   const double inv = 1.0 / lead->value;
   uint64_t h = static_cast<uint64_t>(list.size()) * 0x9e3779b97f4a7c15ull;
   for (const Entry& e : list) {
@@ -40,11 +41,14 @@ uint64_t vector_hash(const Vec<Entry>& list) {
 }  // namespace
 
 ParallelFinder::ParallelFinder(int32_t lists, int32_t dim, std::pmr::memory_resource* mem)
-    : hash_(static_cast<size_t>(lists), 0, mem), dense_(static_cast<size_t>(dim), 0.0, mem),
-      mark_(static_cast<size_t>(dim), 0, mem), keyed_(mem), dirty_(mem), set_(mem) {
+    : hash_(static_cast<size_t>(lists), 0, mem), lead_(static_cast<size_t>(lists), 0.0, mem),
+      hashed_(static_cast<size_t>(lists), 0, mem), length_count_(static_cast<size_t>(dim) + 1, 0, mem),
+      dense_(static_cast<size_t>(dim), 0.0, mem),
+      mark_(static_cast<size_t>(dim), 0, mem), keyed_(mem), dirty_(mem), set_(mem), group_(mem) {
   keyed_.reserve(static_cast<size_t>(lists));
   dirty_.reserve(static_cast<size_t>(lists));
   set_.reserve(set_capacity(static_cast<size_t>(lists)));
+  group_.reserve(set_capacity(static_cast<size_t>(lists)));
 }
 
 size_t ParallelFinder::set_capacity(size_t keys) {
@@ -55,34 +59,57 @@ size_t ParallelFinder::set_capacity(size_t keys) {
 
 const Vec<ParallelFinder::Keyed>& ParallelFinder::candidates(const Vec<Vec<Entry>>& lists, const Vec<uint8_t>& active,
                                                              const Vec<uint64_t>& stamp, uint64_t since) {
+  // Only a list whose length another list shares can be parallel to one: a list of a length
+  // of its own is not hashed, and is hashed once it no longer is alone. Afterwards hashed_
+  // marks the lists that may have a partner.
+  for (size_t i = 0; i < lists.size(); ++i)
+    if (active[i] && !lists[i].empty()) ++length_count_[lists[i].size()];
   dirty_.clear();
   for (size_t i = 0; i < lists.size(); ++i) {
-    if (!active[i] || lists[i].empty() || stamp[i] <= since) continue;
-    hash_[i] = vector_hash(lists[i]);
+    if (!active[i] || lists[i].empty() || length_count_[lists[i].size()] < 2) {
+      hashed_[i] = 0;
+      continue;
+    }
+    if (hashed_[i] && stamp[i] <= since) continue;
+    hash_[i] = vector_hash(lists[i], lead_[i]);
+    hashed_[i] = 1;
     dirty_.push_back(hash_[i]);
   }
+  for (size_t i = 0; i < lists.size(); ++i)
+    if (active[i]) length_count_[lists[i].size()] = 0;
   keyed_.clear();
   if (dirty_.empty()) return keyed_;
   // The changed hashes in an open-addressing set (keys h | 1, so that 0 marks a free slot;
-  // a hash differing only in the last bit may slip in and is sorted out by the comparison).
+  // a hash differing only in the last bit may slip in and is sorted out by the comparison),
+  // each slot counting the lists with its hash; the groups of two or more are then laid out
+  // slot by slot, each in index order.
   const size_t cap = set_capacity(dirty_.size());
   set_.assign(cap, 0);
-  const auto slot = [&](uint64_t key) { return static_cast<size_t>((key * 0x9e3779b97f4a7c15ull) >> 32) & (cap - 1); };
-  for (uint64_t h : dirty_) {
-    const uint64_t key = h | 1;
-    size_t k = slot(key);
+  group_.assign(cap, 0);
+  const auto find = [&](uint64_t key) {
+    size_t k = static_cast<size_t>((key * 0x9e3779b97f4a7c15ull) >> 32) & (cap - 1);
     while (set_[k] != 0 && set_[k] != key) k = (k + 1) & (cap - 1);
-    set_[k] = key;
-  }
+    return k;
+  };
+  for (uint64_t h : dirty_) set_[find(h | 1)] = h | 1;
   for (size_t i = 0; i < lists.size(); ++i) {
-    if (!active[i] || lists[i].empty()) continue;
-    const uint64_t key = hash_[i] | 1;
-    size_t k = slot(key);
-    while (set_[k] != 0 && set_[k] != key) k = (k + 1) & (cap - 1);
-    if (set_[k] == key) keyed_.push_back({hash_[i], static_cast<int32_t>(i)});
+    if (!hashed_[i]) continue;
+    const size_t k = find(hash_[i] | 1);
+    if (set_[k] != 0) ++group_[k];
   }
-  std::sort(keyed_.begin(), keyed_.end(),
-            [](const Keyed& a, const Keyed& b) { return a.hash != b.hash ? a.hash < b.hash : a.index < b.index; });
+  int32_t total = 0;
+  for (int32_t& g : group_) {  // from sizes to starts; -1 for no group
+    const int32_t size = g;
+    g = size >= 2 ? total : -1;
+    if (size >= 2) total += size;
+  }
+  if (total == 0) return keyed_;
+  keyed_.resize(static_cast<size_t>(total));
+  for (size_t i = 0; i < lists.size(); ++i) {
+    if (!hashed_[i]) continue;
+    const size_t k = find(hash_[i] | 1);
+    if (set_[k] != 0 && group_[k] >= 0) keyed_[static_cast<size_t>(group_[k]++)] = {hash_[i], static_cast<int32_t>(i)};
+  }
   return keyed_;
 }
 
@@ -182,9 +209,13 @@ int32_t Presolver::duplicate_columns() {
       for (size_t q = p + 1; q < end && can_reduce(); ++q) {
         const int32_t k = keyed[q].index;
         if (!w_.col_active[k] || w_.integer(k)) continue;
+        // Two boxed columns can only be merged (a dominated one needs an infinite bound on
+        // the other), and only with costs in the ratio of their lead entries, which is the
+        // factor of parallel columns: groups of parallel columns with other costs are common.
+        if (boxed(j) && boxed(k) && !costs_in_ratio(j, k, col_finder_.lead(k) / col_finder_.lead(j))) continue;
         const double lambda = col_finder_.parallel_factor(w_.cols[j], w_.cols[k]);
         if (lambda == 0.0) continue;
-        if (std::fabs(w_.c[k] - lambda * w_.c[j]) > opt_.tol_s * (1.0 + std::fabs(w_.c[k]))) {
+        if (!costs_in_ratio(j, k, lambda)) {
           const int32_t r = dominated_duplicate(j, k, lambda);
           if (r < 0) return count;
           count += r;
