@@ -96,7 +96,12 @@ PresolveStatus Presolver::run(const LogSink* log) {
     if (changed == 0) {
       if (absorb_costly_) break;
       absorb_costly_ = true;
-      std::fill(singleton_tested_.begin(), singleton_tested_.end(), 0);
+      // Only singletons with a cost in an equality row have something new to try.
+      for (int32_t j = 0; j < w_.n; ++j) {
+        if (!w_.col_active[j] || w_.cols[j].size() != 1 || w_.c[j] == 0.0) continue;
+        const int32_t i = w_.cols[j].front().index;
+        if (w_.rl[i] == w_.ru[i]) singleton_tested_[j] = 0;
+      }
     }
   }
   if (can_reduce()) {
