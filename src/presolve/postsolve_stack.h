@@ -55,8 +55,10 @@ struct UndoState {
 };
 
 struct PostsolveStack {
-  explicit PostsolveStack(std::pmr::memory_resource* mem)
-      : steps(mem), idx(mem), val(mem), original(mem), row_start_(mem), row_col_(mem), row_val_(mem) {}
+  // The records come from records_mem, the input and what postsolve builds from mem.
+  PostsolveStack(std::pmr::memory_resource* mem, std::pmr::memory_resource* records_mem)
+      : steps(records_mem), idx(records_mem), val(records_mem), original(mem), row_start_(mem), row_col_(mem),
+        row_val_(mem) {}
   Vec<Step> steps;
   Vec<int32_t> idx;
   Vec<double> val;

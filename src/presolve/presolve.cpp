@@ -30,11 +30,12 @@ void LpSolution::resize(int32_t n, int32_t m) {
   skc.assign(mm, kKeyUnknown);
 }
 
-PresolveResult::PresolveResult(std::pmr::memory_resource* mem)
-    : reduced(mem), row_origin(mem), col_origin(mem), stack(std::make_unique<PostsolveStack>(mem)), mem_(mem) {}
+PresolveResult::PresolveResult(std::pmr::memory_resource* mem, size_t expected_bytes)
+    : records_memory_(std::make_unique<platform::PrefaultedBuffer>(mem, expected_bytes)),
+      reduced(records_memory_.get()), row_origin(records_memory_.get()), col_origin(records_memory_.get()),
+      stack(std::make_unique<PostsolveStack>(mem, records_memory_.get())), mem_(mem) {}
 PresolveResult::~PresolveResult() = default;
 PresolveResult::PresolveResult(PresolveResult&&) noexcept = default;
-PresolveResult& PresolveResult::operator=(PresolveResult&&) noexcept = default;
 
 Presolver::Presolver(const LpProblem& p, const PresolveOptions& opt, PostsolveStack& stack, PresolveStats& stats)
     : w_(p, opt), opt_(opt), stack_(stack), stats_(stats), implied_(&w_.memory), own_bounds_(&w_.memory),
@@ -196,7 +197,8 @@ void log_summary(const LogSink* log, const PresolveStats& s, PresolveStatus stat
 
 PresolveResult presolve(LpProblem input, const PresolveOptions& options, const LogSink* log) {
   const double t0 = platform::wall_seconds();
-  PresolveResult r(options.mem);
+  // The reduced problem is at most the input; the records take about as much again.
+  PresolveResult r(options.mem, 24 * static_cast<size_t>(input.nnz()) + 64 * static_cast<size_t>(input.n + input.m));
   PostsolveStack& stack = *r.stack;
   // The stack keeps the input for postsolve; moved when the memory resources agree.
   stack.original = std::move(input);

@@ -35,6 +35,10 @@
 
 #include "linalg/common/log_sink.h"
 
+namespace qubor::platform {
+class PrefaultedBuffer;
+}
+
 namespace qubor::presolve {
 
 template <class T>
@@ -136,11 +140,17 @@ struct LpSolution {
 struct PostsolveStack;  // the recorded reductions, defined in postsolve_stack.h
 
 class PresolveResult {
+  // The reduced problem and the postsolve records live here, in memory faulted in ahead
+  // (see PrefaultedBuffer; expected_bytes tells how much they may take). Declared first, so
+  // that it outlives them.
+  std::unique_ptr<platform::PrefaultedBuffer> records_memory_;
+
  public:
-  explicit PresolveResult(std::pmr::memory_resource* mem);
+  PresolveResult(std::pmr::memory_resource* mem, size_t expected_bytes);
   ~PresolveResult();
   PresolveResult(PresolveResult&&) noexcept;
-  PresolveResult& operator=(PresolveResult&&) noexcept;
+  // Assigning would move the vectors into memory that the assignment frees first.
+  PresolveResult& operator=(PresolveResult&&) = delete;
 
   PresolveStatus status = PresolveStatus::kReduced;
   PresolveStats stats;

@@ -553,8 +553,8 @@ TEST(Reductions, IntegerColumnsBlockInvalidReductions) {
   EXPECT_TRUE(has_x0);
   EXPECT_TRUE(has_x2);
   d.is_int.clear();
-  r = presolve(to_sparse(d), PresolveOptions());
-  for (int32_t k = 0; k < r.reduced.n; ++k) EXPECT_NE(r.col_origin[k], 2);
+  const PresolveResult continuous = presolve(to_sparse(d), PresolveOptions());
+  for (int32_t k = 0; k < continuous.reduced.n; ++k) EXPECT_NE(continuous.col_origin[k], 2);
 }
 
 TEST(Reductions, OptionsLimitTheWork) {
