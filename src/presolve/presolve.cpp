@@ -65,9 +65,11 @@ PresolveStatus Presolver::run(const LogSink* log) {
     changed += timed(F::kFixed, &Presolver::remove_fixed_and_empty_columns);
     changed += timed(F::kForcing, &Presolver::forcing_and_redundant_rows);
     // The dual bounds take whole sweeps: after the first pass they are recomputed only once
-    // the cheap reductions have run dry, and only when something changed since.
-    if (pass == 0) changed += timed(F::kDominated, &Presolver::dominated_columns);
+    // the cheap reductions have run dry, and only when something changed since. In the
+    // first pass they follow the column singletons, which may remove many columns and
+    // would otherwise call for a second sweep soon.
     changed += timed(F::kColumnSingletons, &Presolver::column_singletons);
+    if (pass == 0) changed += timed(F::kDominated, &Presolver::dominated_columns);
     changed += timed(F::kFourierMotzkin, &Presolver::fourier_motzkin_columns);
     changed += timed(F::kDoubletons, &Presolver::doubleton_equations);
     if (changed > 0) continue;

@@ -248,8 +248,10 @@ void row_implies(const ActivityBounds& act, double rl, double ru, double a, doub
   }
   const double t_lo = finite(rl) && finite(rest_max) ? rl - rest_max : -kInf;
   const double t_hi = finite(ru) && finite(rest_min) ? ru - rest_min : kInf;
-  lo = a > 0 ? t_lo / a : t_hi / a;
-  hi = a > 0 ? t_hi / a : t_lo / a;
+  // Only finite sides are divided: a one-sided row costs one division.
+  const double lo_side = a > 0 ? t_lo : t_hi, hi_side = a > 0 ? t_hi : t_lo;
+  lo = finite(lo_side) ? lo_side / a : -kInf;
+  hi = finite(hi_side) ? hi_side / a : kInf;
   lo = finite(lo) ? lo - scaled_tol(1e-9, lo) : -kInf;
   hi = finite(hi) ? hi + scaled_tol(1e-9, hi) : kInf;
 }
