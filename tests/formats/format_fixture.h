@@ -6,8 +6,10 @@
 #include <unistd.h>
 
 #include <cstdio>
+#include <filesystem>
 #include <fstream>
 #include <string>
+#include <system_error>
 #include <vector>
 
 #include "api/fixture.h"
@@ -26,6 +28,22 @@ inline std::string temp_path(const std::string& name) {
   }
   return dir + name;
 }
+
+// After every test, the files named after it (see temp_path) go, with whatever suffix the
+// code under test added to the names it was given.
+class TempFileSweeper : public ::testing::EmptyTestEventListener {
+  void OnTestEnd(const ::testing::TestInfo& info) override {
+    const std::string prefix =
+        std::to_string(getpid()) + "_" + info.test_suite_name() + "_" + info.name() + "_";
+    std::error_code ec;
+    for (const auto& entry : std::filesystem::directory_iterator(::testing::TempDir(), ec))
+      if (entry.path().filename().string().rfind(prefix, 0) == 0) std::filesystem::remove_all(entry.path(), ec);
+  }
+};
+inline const bool temp_file_sweeper_installed = [] {
+  ::testing::UnitTest::GetInstance()->listeners().Append(new TempFileSweeper);
+  return true;
+}();
 
 inline std::string write_text(const std::string& name, const std::string& text) {
   std::string p = temp_path(name);
