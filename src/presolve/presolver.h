@@ -163,6 +163,8 @@ class Presolver {
   // Clock at which the eliminator last found column j unusable; it looks again only once
   // the column or one of its rows has changed.
   Vec<uint64_t> eliminator_tested_;
+  bool eliminator_retest_all_ = false;  // this round looks at every column
+  bool eliminator_retested_all_ = false;  // a round did, which happens once
   Vec<uint64_t> singleton_tested_;  // the same for column_singletons
   // Per row, the entries recorded for the last slack column absorbed and the row's version after.
   struct SlackRecord {

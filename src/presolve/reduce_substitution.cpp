@@ -324,6 +324,7 @@ int32_t Presolver::eliminate_free_columns() {
   const int32_t max_rounds = opt_.eliminator_max_num_tries < 0 ? 64 : opt_.eliminator_max_num_tries;
   if (eliminator_rounds_ >= max_rounds) return 0;
   ++eliminator_rounds_;
+  const bool retest_all = eliminator_retest_all_;
   // Each round may read about a hundred times the nonzeros (counted generously: every row
   // of a column that has a short one); dense rows would make it quadratic.
   const int64_t budget = 100 * w_.nnz + 100000;
@@ -336,10 +337,14 @@ int32_t Presolver::eliminate_free_columns() {
     count += found;
     if (found == 0) break;
   }
-  // Columns are tried again only once they or their rows changed. Bounds implied through
-  // rows farther away than that may have changed too, but a full retest to catch them costs
-  // a sweep over every column (0.3 ms of degen3's 4.5) and, of all of Netlib, found only
-  // four substitutions, on dfl001: it is not made.
+  // Bounds implied through rows farther away than the stamps reach may have changed: the
+  // first round that finds nothing has the next one look at every column again. Once is
+  // enough: later full retests found nothing more on any model tried.
+  eliminator_retest_all_ = count == 0 && !retest_all && !eliminator_retested_all_;
+  if (eliminator_retest_all_) {
+    std::fill(eliminator_tested_.begin(), eliminator_tested_.end(), 0);
+    eliminator_retested_all_ = true;
+  }
   return count;
 }
 
