@@ -136,16 +136,14 @@ Status NormalEquations::setup(const StandardForm& sf, const NormalEquationsSetup
   std::vector<int32_t> mark(m, -1);
   for (size_t i = 0; i < m; ++i) {
     mark[i] = static_cast<int32_t>(i);
-    platform::grow_prefaulted(rowind_);
-    rowind_.push_back(static_cast<int32_t>(i));
+    platform::push_back_prefaulted(rowind_, static_cast<int32_t>(i));
     for (int64_t p = row_ptr_[i]; p < row_ptr_[i + 1]; ++p) {
       const size_t j = static_cast<size_t>(row_col_[static_cast<size_t>(p)]);
       for (int64_t k = sf.col_ptr[j]; k < sf.col_ptr[j + 1]; ++k) {
         const int32_t r = sf.row_idx[static_cast<size_t>(k)];
         if (r > static_cast<int32_t>(i) && mark[static_cast<size_t>(r)] != static_cast<int32_t>(i)) {
           mark[static_cast<size_t>(r)] = static_cast<int32_t>(i);
-          platform::grow_prefaulted(rowind_);
-          rowind_.push_back(r);
+          platform::push_back_prefaulted(rowind_, r);
         }
       }
     }

@@ -2,6 +2,7 @@
 #include "platform/prefaulted_buffer.h"
 
 #include <cstdint>
+#include <new>
 
 #include "platform/memory.h"
 
@@ -50,22 +51,22 @@ bool may_map(std::pmr::memory_resource* upstream) {
 }
 
 // A mapping of `bytes` (a multiple of `align`, a power of two) at an address aligned to
-// `align`, with huge pages asked for and then populated; null when the system refuses.
+// `align`, populated with huge pages where whole ones fit (see prefault).
 void* map_aligned(size_t bytes, size_t align) {
 #if defined(__linux__)
   void* raw = mmap(nullptr, bytes + align, PROT_READ | PROT_WRITE, MAP_PRIVATE | MAP_ANONYMOUS, -1, 0);
-  if (raw == MAP_FAILED) return nullptr;
+  if (raw == MAP_FAILED) throw std::bad_alloc();
   const auto r = reinterpret_cast<uintptr_t>(raw);
   const uintptr_t a = (r + align - 1) & ~(uintptr_t(align) - 1);
   if (a > r) munmap(raw, a - r);
-  if (r + align > a) munmap(reinterpret_cast<void*>(a + bytes), r + align - a);
+  munmap(reinterpret_cast<void*>(a + bytes), r + align - a);  // the tail, never empty
   void* p = reinterpret_cast<void*>(a);
   prefault(p, bytes);
   return p;
 #else
   (void)bytes;
   (void)align;
-  return nullptr;
+  throw std::bad_alloc();  // not reached: may_map() is false
 #endif
 }
 
@@ -88,11 +89,7 @@ PrefaultedBuffer::~PrefaultedBuffer() {
 }
 
 void* PrefaultedBuffer::new_piece() {
-  if (huge_) {
-    void* p = map_aligned(kHuge, kHuge);
-    if (p == nullptr) throw std::bad_alloc();
-    return p;
-  }
+  if (huge_) return map_aligned(kHuge, kHuge);
   void* p = upstream_->allocate(kPiece, alignof(std::max_align_t));
   prefault(p, kPiece);
   return p;
@@ -107,11 +104,7 @@ void PrefaultedBuffer::free_piece(void* piece) {
 
 void* PrefaultedBuffer::do_allocate(size_t bytes, size_t alignment) {
   if (!from_pieces(bytes, alignment)) {
-    if (huge_ && alignment <= kHuge) {
-      void* p = map_aligned(round_to_huge(bytes), kHuge);
-      if (p == nullptr) throw std::bad_alloc();
-      return p;
-    }
+    if (mapped_alone(alignment)) return map_aligned(round_to_huge(bytes), kHuge);
     void* p = upstream_->allocate(bytes, alignment);
     prefault(p, bytes);
     return p;
@@ -136,7 +129,7 @@ void* PrefaultedBuffer::do_allocate(size_t bytes, size_t alignment) {
 void PrefaultedBuffer::do_deallocate(void* p, size_t bytes, size_t alignment) {
   // Memory from the pieces goes back with them.
   if (from_pieces(bytes, alignment)) return;
-  if (huge_ && alignment <= kHuge)
+  if (mapped_alone(alignment))
     unmap(p, round_to_huge(bytes));
   else
     upstream_->deallocate(p, bytes, alignment);

@@ -20,6 +20,7 @@
 #include <cstddef>
 #include <iterator>
 #include <memory_resource>
+#include <utility>
 #include <vector>
 
 namespace qubor::platform {
@@ -76,10 +77,11 @@ void copy_prefaulted(Vector& v, It first, It last) {
   v.assign(first, last);
 }
 
-// Before appending one element: grows v geometrically, faulting the new room in at once.
-template <class Vector>
-void grow_prefaulted(Vector& v) {
+// v.push_back(x), growing v geometrically with the new room faulted in at once.
+template <class Vector, class T>
+void push_back_prefaulted(Vector& v, T&& x) {
   if (v.size() == v.capacity()) reserve_prefaulted(v, 2 * v.capacity() + 4096 / sizeof(*v.data()));
+  v.push_back(std::forward<T>(x));
 }
 
 class PrefaultedBuffer final : public std::pmr::memory_resource {
@@ -112,6 +114,8 @@ class PrefaultedBuffer final : public std::pmr::memory_resource {
   static constexpr size_t kHugeLargest = kHuge / 2;
   static constexpr size_t kHugeFrom = size_t(1) << 20;
   static size_t round_to_huge(size_t bytes) { return (bytes + kHuge - 1) & ~(kHuge - 1); }
+  // Of a request too large for a piece: whether it gets a mapping of its own.
+  bool mapped_alone(size_t alignment) const { return huge_ && alignment <= kHuge; }
   size_t piece_bytes() const { return huge_ ? kHuge : kPiece; }
   // Below the size the system allocator serves from its heap rather than by mapping.
   static constexpr size_t kPiece = (size_t(64) << 10) - 64;

@@ -67,8 +67,7 @@ struct PostsolveStack {
 
   // Appends a record; returns it for the caller to fill the scalar fields.
   Step& push(StepKind kind) {
-    platform::grow_prefaulted(steps);
-    steps.push_back(Step{kind});
+    platform::push_back_prefaulted(steps, Step{kind});
     Step& s = steps.back();
     s.begin = s.mid = s.end = static_cast<int64_t>(idx.size());
     return s;
@@ -83,10 +82,8 @@ struct PostsolveStack {
     return s;
   }
   void add_entry(Step& s, int32_t index, double value) {
-    platform::grow_prefaulted(idx);
-    platform::grow_prefaulted(val);
-    idx.push_back(index);
-    val.push_back(value);
+    platform::push_back_prefaulted(idx, index);
+    platform::push_back_prefaulted(val, value);
     s.end = static_cast<int64_t>(idx.size());
   }
   // Closes the first entry range of s; later entries go to the second one.

@@ -97,10 +97,7 @@ TEST(PrefaultedBuffer, GrowingVectorsKeepTheirContents) {
     PrefaultedBuffer buf(&up);
     std::pmr::vector<std::pmr::vector<double>> lists(3, &buf);
     for (int k = 0; k < 20000; ++k)
-      for (auto& list : lists) {
-        grow_prefaulted(list);
-        list.push_back(k);
-      }
+      for (auto& list : lists) push_back_prefaulted(list, k);
     for (const auto& list : lists) {
       ASSERT_EQ(list.size(), 20000u);
       for (int k = 0; k < 20000; k += 997) EXPECT_EQ(list[static_cast<size_t>(k)], k);

@@ -109,8 +109,7 @@ void build_compressed(const std::vector<int64_t>& ptr, const std::vector<int32_t
       int32_t r = pr.rep[ind[p]];
       if (r < 0 || mark[pr.cid[r]] == c) continue;
       mark[pr.cid[r]] = c;
-      platform::grow_prefaulted(q.ind);
-      q.ind.push_back(pr.cid[r]);
+      platform::push_back_prefaulted(q.ind, pr.cid[r]);
     }
     q.ptr[c + 1] = static_cast<int64_t>(q.ind.size());
   }
