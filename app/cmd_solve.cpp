@@ -45,7 +45,7 @@ int solve(QBRtask_t task, const Args& args) {
   for (const auto& [name, value] : args.params)
     if (QBR_putparam(task, name.c_str(), value.c_str()) != QBR_RES_OK) return 1;
   const std::string& model = args.positional[0];
-  if (QBR_readdata(task, model.c_str()) != QBR_RES_OK) return 1;
+  if (read_model(task, model) != QBR_RES_OK) return 1;
   QBRrescode trm = QBR_RES_OK;
   if (QBR_optimizetrm(task, &trm) != QBR_RES_OK) return 1;
   if (trm != QBR_RES_OK) {

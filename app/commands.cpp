@@ -4,6 +4,7 @@
 #include <memory>
 
 #include "qubor.h"
+#include "sdpa_reader.h"
 
 namespace qubor_app {
 
@@ -90,10 +91,11 @@ int run_info(const Args& args) {
   if (!need_args(args, 1, "info")) return 2;
   Session s(args);
   if (!s.ok()) return 1;
-  QBRrescode r = QBR_readdata(s.task(), args.positional[0].c_str());
+  QBRrescode r = read_model(s.task(), args.positional[0]);
   if (r != QBR_RES_OK) return Session::exit_code(r);
   QBR_linkfunctotaskstream(s.task(), QBR_STREAM_MSG, nullptr, to_stdout);
-  QBR_readsummary(s.task(), QBR_STREAM_MSG);
+  // The library's read summary describes its own readers only.
+  if (!is_sdpa_file_name(args.positional[0])) QBR_readsummary(s.task(), QBR_STREAM_MSG);
   print_statistics(s.task());
   return 0;
 }
@@ -102,12 +104,20 @@ int run_convert(const Args& args) {
   if (!need_args(args, 2, "convert")) return 2;
   Session s(args);
   if (!s.ok()) return 1;
-  QBRrescode r = QBR_readdata(s.task(), args.positional[0].c_str());
+  QBRrescode r = read_model(s.task(), args.positional[0]);
   if (r == QBR_RES_OK) r = QBR_writedata(s.task(), args.positional[1].c_str());
   return Session::exit_code(r);
 }
 
 }  // namespace
+
+QBRrescode read_model(QBRtask_t task, const std::string& path) {
+  if (!is_sdpa_file_name(path)) return QBR_readdata(task, path.c_str());
+  std::string error;
+  if (read_sdpa(task, path, &error)) return QBR_RES_OK;
+  std::fprintf(stderr, "qubor: %s\n", error.c_str());
+  return QBR_RES_ERR_FILE_READ;
+}
 
 const std::vector<Command>& commands() {
   static const std::vector<Command> kCommands = {
@@ -123,7 +133,7 @@ void print_overview() {
   std::printf("usage: qubor COMMAND [ARGS] [--param NAME VALUE]... [--quiet]\n\ncommands:\n");
   for (const auto& c : commands()) std::printf("  %-8s %-8s %s\n", c.name, c.usage, c.summary);
   std::printf(
-      "\nFile formats follow the suffixes (.mps, .fmps, .lp, ...; .gz and .zst compress).\n"
+      "\nFile formats follow the suffixes (.mps, .fmps, .lp, .dat-s, ...; .gz and .zst compress).\n"
       "--param sets a library parameter by name, e.g. --param QBR_IPAR_WRITE_MPS_FORMAT "
       "QBR_MPS_FORMAT_FREE.\n"
       "'qubor COMMAND --help' describes one command; 'qubor --version' prints the version.\n");

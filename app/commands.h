@@ -7,6 +7,8 @@
 #include <utility>
 #include <vector>
 
+#include "qubor.h"
+
 namespace qubor_app {
 
 struct Args {
@@ -27,6 +29,10 @@ struct Command {
 
 const std::vector<Command>& commands();
 int run_solve(const Args& args);  // cmd_solve.cpp
+// Reads a model into the task: SDPA sparse files (".dat-s", ".dat-s.gz") through the reader
+// of this program, everything else through the library. A reader error goes to standard
+// error as "qubor: FILE:LINE: ..."; the result is QBR_RES_ERR_FILE_READ then.
+QBRrescode read_model(QBRtask_t task, const std::string& path);
 void print_overview();
 void print_command_help(const Command& c);
 
