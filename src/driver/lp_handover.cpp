@@ -35,7 +35,9 @@ void log_write(void* handle, const char* text) {
   static_cast<task::Task*>(handle)->echo(QBR_STREAM_LOG, text);
 }
 
-int32_t thread_count(const task::Task& t) {
+}  // namespace
+
+int32_t intpnt_thread_count(const task::Task& t) {
   if (t.ipar(QBR_IPAR_INTPNT_MULTI_THREAD) == 0) return 1;
   const int32_t n = t.ipar(QBR_IPAR_NUM_THREADS);
   if (n > 0) return n;
@@ -44,7 +46,7 @@ int32_t thread_count(const task::Task& t) {
 
 // Interior-point status keys: a bound whose dual value exceeds the distance of the value to
 // it is called active.
-int32_t status_key(int32_t bk, double lo, double up, double val, double sl, double su) {
+int32_t intpnt_status_key(int32_t bk, double lo, double up, double val, double sl, double su) {
   if (bk == QBR_BK_FX) return QBR_SK_FIX;
   const bool at_lo = std::isfinite(lo) && std::fabs(sl) > val - lo;
   const bool at_up = std::isfinite(up) && std::fabs(su) > up - val;
@@ -52,6 +54,8 @@ int32_t status_key(int32_t bk, double lo, double up, double val, double sl, doub
   if (at_up) return QBR_SK_UPR;
   return QBR_SK_BAS;
 }
+
+namespace {
 
 void store_solution(task::Task& t, const interior::LpProblem& lp, const interior::IpResult& r) {
   task::Solution& s = t.solutions.create(t.problem, QBR_SOL_ITR);
@@ -66,7 +70,7 @@ void store_solution(task::Task& t, const interior::LpProblem& lp, const interior
     s.slx[j] = sigma * r.slx[j];
     s.sux[j] = sigma * r.sux[j];
     s.snx[j] = 0.0;
-    s.skx[j] = keys ? status_key(t.problem.var_bounds.bk[j], lp.col_lo[j], lp.col_up[j], r.x[j],
+    s.skx[j] = keys ? intpnt_status_key(t.problem.var_bounds.bk[j], lp.col_lo[j], lp.col_up[j], r.x[j],
                                  r.slx[j], r.sux[j])
                     : QBR_SK_UNK;
   }
@@ -75,7 +79,7 @@ void store_solution(task::Task& t, const interior::LpProblem& lp, const interior
     s.y[i] = sigma * r.y[i];
     s.slc[i] = sigma * r.slc[i];
     s.suc[i] = sigma * r.suc[i];
-    s.skc[i] = keys ? status_key(t.problem.con_bounds.bk[i], lp.row_lo[i], lp.row_up[i], r.xc[i],
+    s.skc[i] = keys ? intpnt_status_key(t.problem.con_bounds.bk[i], lp.row_lo[i], lp.row_up[i], r.xc[i],
                                  r.slc[i], r.suc[i])
                     : QBR_SK_UNK;
   }
@@ -162,7 +166,7 @@ interior::IpOptions interior_options(task::Task& t, int32_t num_threads) {
 }
 
 QBRrescode run_linear_intpnt(task::Task& t) {
-  const int32_t threads = thread_count(t);
+  const int32_t threads = intpnt_thread_count(t);
   t.set_iinf(QBR_IINF_INTPNT_NUM_THREADS, threads);
   const bool basis_wanted = t.ipar(QBR_IPAR_INTPNT_BASIS) != 0;
   if (basis_wanted || t.ipar(QBR_IPAR_REMOVE_UNUSED_SOLUTIONS) != 0) {

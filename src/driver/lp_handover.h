@@ -15,6 +15,12 @@ void snapshot_lp(const task::Task& t, interior::LpProblem& lp);
 // Reads the interior-point parameters of the task (thread count given by the caller).
 interior::IpOptions interior_options(task::Task& t, int32_t num_threads);
 
+// The thread count of the interior-point optimizers.
+int32_t intpnt_thread_count(const task::Task& t);
+
+// Interior-point status key of an item from its bound key, bounds, value and bound duals.
+int32_t intpnt_status_key(int32_t bk, double lo, double up, double val, double sl, double su);
+
 // Runs the linear interior-point path on the task; returns the response of the run.
 QBRrescode run_linear_intpnt(task::Task& t);
 

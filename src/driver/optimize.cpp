@@ -5,6 +5,7 @@
 #include <algorithm>
 #include <cstring>
 
+#include "driver/conic_handover.h"
 #include "driver/lp_handover.h"
 #include "task/problem_ops.h"
 #include "task/report.h"
@@ -75,10 +76,10 @@ QBRrescode continuous_dispatch(Task& t, int32_t optimizer) {
   const int32_t type = task::problem_type(t.problem);
   const bool conic = type == QBR_PROBTYPE_CONIC || type == QBR_PROBTYPE_MIXED;
   const bool quadratic = type == QBR_PROBTYPE_QO || type == QBR_PROBTYPE_QCQO || type == QBR_PROBTYPE_MIXED;
-  if (optimizer == QBR_OPTIMIZER_FREE && conic) return unavailable(t, "conic optimizer", optimizer);
+  if (optimizer == QBR_OPTIMIZER_FREE && conic) return run_conic(t);
   if ((optimizer == QBR_OPTIMIZER_INTPNT || optimizer == QBR_OPTIMIZER_FREE) && quadratic && !conic)
     return unavailable(t, "quadratic optimizer", optimizer);
-  if (optimizer == QBR_OPTIMIZER_CONIC) return unavailable(t, "conic optimizer", optimizer);
+  if (optimizer == QBR_OPTIMIZER_CONIC) return run_conic(t);
   if (in_simplex_set(optimizer)) {
     if (type != QBR_PROBTYPE_LO) return QBR_REPORT(t, QBR_RES_ERR_INV_OPTIMIZER, optimizer);
     return unavailable(t, "simplex optimizer", optimizer);

@@ -1,0 +1,413 @@
+// The conic homogeneous interior-point iteration; see conic_solver.h.
+#include "conic/conic_solver.h"
+
+#include <algorithm>
+#include <cmath>
+#include <new>
+
+#include "conic/schur.h"
+#include "interior/ip_log.h"
+#include "interior/termination.h"
+#include "linalg/dense/dense_kernels.h"
+
+namespace qubor::conic {
+namespace {
+
+using interior::Termination;
+using Vec = std::vector<double>;
+
+double inf_norm(const Vec& v) {
+  double r = 0.0;
+  for (double x : v) r = std::max(r, std::fabs(x));
+  return r;
+}
+double dot(const Vec& a, const Vec& b) {
+  double r = 0.0;
+  for (size_t i = 0; i < a.size(); ++i) r += a[i] * b[i];
+  return r;
+}
+
+struct Direction {
+  Vec dx, ds, dy, wdx, wds;
+  double dtau = 0.0, dkappa = 0.0;
+};
+
+class Iteration {
+ public:
+  Iteration(const ConicForm& f, const interior::IpOptions& opt, double t0)
+      : f_(f), opt_(opt), sink_(&opt.log), t0_(t0), n_(static_cast<size_t>(f.n)), m_(static_cast<size_t>(f.m)) {}
+
+  linalg::Status setup(ConicResult& r) {
+    cones_ = make_cones(f_.layout);
+    nu_ = 0.0;
+    for (const auto& c : cones_) nu_ += c->degree();
+    SchurSystem::Setup ss;
+    ss.order_method = opt_.order_method;
+    ss.num_threads = opt_.num_threads;
+    linalg::LogSink chol_sink = opt_.log;
+    chol_sink.level = opt_.factor_log_level;
+    ss.sink = &chol_sink;
+    const linalg::Status st = schur_.setup(f_, ss);
+    if (st != linalg::Status::kOk) return st;
+    const linalg::CholeskyStatistics& cs = schur_.cholesky().statistics();
+    const linalg::OrderChoice& oc = schur_.cholesky().ordering();
+    interior::log_pair(sink_, "Factor", "setup time", schur_.setup_time(), "dense det. time", 0.0);
+    interior::log_pair(sink_, "Factor", "ML order time", oc.ml_time, "GP order time", oc.gp_time);
+    interior::log_pair_count(sink_, "Factor", "nonzeros before factor", static_cast<double>(schur_.nnz_m()),
+                             "after factor", static_cast<double>(schur_.cholesky().nnz_l()));
+    interior::log_pair_count(sink_, "Factor", "dense dim.", schur_.num_lowrank(), "flops", schur_.factor_flops());
+    if (cs.gp_taken)
+      interior::log_pair_count(sink_, "Factor", "GP saved nzs", static_cast<double>(cs.gp_saved_nz), "GP saved flops",
+                               cs.gp_saved_flops);
+    r.order_time = oc.ml_time + oc.gp_time;
+    r.factor_nnz = schur_.cholesky().nnz_l();
+    r.factor_flops = schur_.factor_flops();
+    r.dense_dim = schur_.num_lowrank();
+    return st;
+  }
+
+  void run(ConicResult& r);
+
+  const Vec& x() const { return x_; }
+  const Vec& s() const { return s_; }
+  const Vec& y() const { return y_; }
+  double tau() const { return tau_; }
+
+ private:
+  // out = A v (m), out = A' v (n).
+  void a_mul(const Vec& v, Vec& out) const {
+    std::fill(out.begin(), out.end(), 0.0);
+    for (size_t j = 0; j < n_; ++j) {
+      const double vj = v[j];
+      if (vj == 0.0) continue;
+      for (int64_t q = f_.col_ptr[j]; q < f_.col_ptr[j + 1]; ++q)
+        out[static_cast<size_t>(f_.row_idx[static_cast<size_t>(q)])] += f_.values[static_cast<size_t>(q)] * vj;
+    }
+  }
+  void at_mul(const Vec& v, Vec& out) const {
+    for (size_t j = 0; j < n_; ++j) {
+      double t = 0.0;
+      for (int64_t q = f_.col_ptr[j]; q < f_.col_ptr[j + 1]; ++q)
+        t += f_.values[static_cast<size_t>(q)] * v[static_cast<size_t>(f_.row_idx[static_cast<size_t>(q)])];
+      out[j] = t;
+    }
+  }
+  void hinv(const Vec& v, Vec& out) const {
+    for (const auto& c : cones_) c->apply_hinv(v.data(), out.data());
+  }
+  void residuals() {
+    a_mul(x_, rp_);
+    for (size_t i = 0; i < m_; ++i) rp_[i] = f_.b[i] * tau_ - rp_[i];
+    at_mul(y_, rd_);
+    for (size_t j = 0; j < n_; ++j) rd_[j] = f_.c[j] * tau_ - rd_[j] - s_[j];
+    cx_ = dot(f_.c, x_);
+    by_ = dot(f_.b, y_);
+    rg_ = kappa_ + cx_ - by_;
+    mu_ = (dot(x_, s_) + tau_ * kappa_) / (nu_ + 1.0);
+  }
+  interior::TerminationInput termination_input() {
+    interior::TerminationInput in;
+    in.pfeasf = inf_norm(rp_);
+    in.dfeasf = inf_norm(rd_);
+    const double pobj = cx_ / tau_ + f_.obj_const, dobj = by_ / tau_ + f_.obj_const;
+    in.relgap = std::fabs(pobj - dobj) / std::max(1.0, std::min(std::fabs(pobj), std::fabs(dobj)));
+    in.cx = cx_;
+    in.by = by_;
+    a_mul(x_, tmp_m_);
+    in.pfeasinff = inf_norm(tmp_m_);
+    at_mul(y_, tmp_n_);
+    for (size_t j = 0; j < n_; ++j) tmp_n_[j] += s_[j];
+    in.dfeasinff = inf_norm(tmp_n_);
+    in.norm_bound = 0.0;
+    in.norm_obj = norm_c_;
+    in.norm_rhs = norm_b_;
+    in.primal_norm = norm_b_;
+    in.dual_norm = norm_c_;
+    in.tau = tau_;
+    in.tolrpf = opt_.tol_pfeas;
+    in.tolrdf = opt_.tol_dfeas;
+    in.tolrgap = opt_.tol_rel_gap;
+    in.eps = opt_.tol_infeas;
+    return in;
+  }
+  interior::TerminationOutcome test(int32_t g, int32_t r) {
+    const interior::TerminationInput in = termination_input();
+    return interior::termination_test(in, g, r, sink_);
+  }
+  bool factor() {
+    for (const auto& c : cones_) c->schur_terms(schur_);
+    return schur_.factor(delta_) == linalg::Status::kOk;
+  }
+  bool msolve(Vec& r) {
+    auto apply = [this](const Vec& v, Vec& out) {
+      at_mul(v, ap_n_);
+      hinv(ap_n_, ap_n2_);
+      a_mul(ap_n2_, out);
+    };
+    return schur_.solve(r, opt_.max_num_refinement_steps, apply) == linalg::Status::kOk;
+  }
+  // The search direction for the right-hand sides (see the file comment of conic_solver.h).
+  bool direction(double eta, const Vec& rc, double r5, Direction& d) {
+    for (const auto& c : cones_) c->divide_lambda(rc.data(), t1_.data());
+    for (const auto& c : cones_) c->apply_wt(t1_.data(), t2_.data());  // r4
+    for (size_t j = 0; j < n_; ++j) t2_[j] -= eta * rd_[j];             // r4 - r2
+    hinv(t2_, h_);
+    a_mul(h_, q_);
+    for (size_t i = 0; i < m_; ++i) q_[i] = eta * rp_[i] - q_[i];
+    if (!msolve(q_)) return false;
+    at_mul(q_, t1_);
+    hinv(t1_, d.dx);
+    for (size_t j = 0; j < n_; ++j) d.dx[j] += h_[j];  // xq
+    const double r3 = eta * rg_;
+    const double num = r3 - dot(f_.b, q_) + dot(f_.c, d.dx) + r5 / tau_;
+    const double den = den_;
+    d.dtau = num / den;
+    for (size_t i = 0; i < m_; ++i) d.dy[i] = q_[i] + p_[i] * d.dtau;
+    for (size_t j = 0; j < n_; ++j) d.dx[j] += xp_[j] * d.dtau;
+    at_mul(d.dy, d.ds);
+    for (size_t j = 0; j < n_; ++j) d.ds[j] = eta * rd_[j] - d.ds[j] + f_.c[j] * d.dtau;
+    d.dkappa = (r5 - kappa_ * d.dtau) / tau_;
+    for (const auto& c : cones_) {
+      c->scale_x(d.dx.data(), d.wdx.data());
+      c->scale_s(d.ds.data(), d.wds.data());
+    }
+    return std::isfinite(d.dtau) && std::isfinite(d.dkappa);
+  }
+  double max_step(const Direction& d) const {
+    double a = INFINITY;
+    for (const auto& c : cones_) {
+      a = std::min(a, c->max_step(d.wdx.data()));
+      a = std::min(a, c->max_step(d.wds.data()));
+    }
+    if (d.dtau < 0.0) a = std::min(a, -tau_ / d.dtau);
+    if (d.dkappa < 0.0) a = std::min(a, -kappa_ / d.dkappa);
+    return a;
+  }
+  void resize(Direction& d) {
+    for (Vec* v : {&d.dx, &d.ds, &d.wdx, &d.wds}) v->assign(n_, 0.0);
+    d.dy.assign(m_, 0.0);
+  }
+  void log_line(int32_t it) {
+    interior::IterationLine l;
+    l.iter = it;
+    l.pfeas = inf_norm(rp_);
+    l.dfeas = inf_norm(rd_);
+    l.gfeas = std::fabs(rg_);
+    l.prstatus = (tau_ - kappa_) / (tau_ + kappa_);
+    l.pobj = cx_ / tau_ + f_.obj_const;
+    l.dobj = by_ / tau_ + f_.obj_const;
+    l.mu = mu_;
+    l.time = linalg::wall_seconds() - t0_;
+    interior::log_iteration(sink_, l);
+  }
+
+  const ConicForm& f_;
+  const interior::IpOptions& opt_;
+  const linalg::LogSink* sink_;
+  double t0_;
+  size_t n_, m_;
+  std::vector<std::unique_ptr<Cone>> cones_;
+  SchurSystem schur_;
+  double nu_ = 0.0, delta_ = 1e-14;
+  Vec x_, s_, y_;
+  double tau_ = 1.0, kappa_ = 1.0;
+  Vec rp_, rd_;
+  double rg_ = 0.0, cx_ = 0.0, by_ = 0.0, mu_ = 0.0, den_ = 1.0;
+  double norm_b_ = 0.0, norm_c_ = 0.0;
+  Vec lam_, p_, xp_, q_, h_, t1_, t2_, rc_, tmp_m_, tmp_n_, ap_n_, ap_n2_;
+  Direction aff_, dir_;
+  // Best iterate by the merit of infeasibility and gap, restored after a failed end.
+  Vec bx_, bs_, by2_;
+  double btau_ = 1.0, bkappa_ = 1.0, bmerit_ = INFINITY;
+};
+
+void Iteration::run(ConicResult& r) {
+  x_.assign(n_, 0.0);
+  s_.assign(n_, 0.0);
+  y_.assign(m_, 0.0);
+  for (const auto& c : cones_) {
+    c->identity(x_.data());
+    c->identity(s_.data());
+  }
+  for (Vec* v : {&rp_, &p_, &q_, &tmp_m_}) v->assign(m_, 0.0);
+  for (Vec* v : {&rd_, &lam_, &xp_, &h_, &t1_, &t2_, &rc_, &tmp_n_, &ap_n_, &ap_n2_}) v->assign(n_, 0.0);
+  resize(aff_);
+  resize(dir_);
+  norm_b_ = inf_norm(f_.b);
+  norm_c_ = inf_norm(f_.c);
+  interior::log_iteration_header(sink_);
+  Termination trm = Termination::kNormal;
+  interior::TerminationOutcome pass;
+  int32_t it = 0, short_steps = 0;
+  double last_alpha = 1.0;
+  for (;; ++it) {
+    residuals();
+    log_line(it);
+    pass = test(0, 0);
+    if (pass.passed) break;
+    const double merit = std::max({inf_norm(rp_) / (1.0 + norm_b_), inf_norm(rd_) / (1.0 + norm_c_), mu_}) / tau_;
+    if (merit < bmerit_) {
+      bmerit_ = merit;
+      bx_ = x_;
+      bs_ = s_;
+      by2_ = y_;
+      btau_ = tau_;
+      bkappa_ = kappa_;
+    }
+    if (it >= opt_.max_iterations) {
+      trm = Termination::kMaxIterations;
+      break;
+    }
+    if (opt_.max_time >= 0.0 && linalg::wall_seconds() - t0_ > opt_.max_time) {
+      trm = Termination::kMaxTime;
+      break;
+    }
+    if (opt_.progress && opt_.progress(it)) {
+      trm = Termination::kUserCallback;
+      break;
+    }
+    if (short_steps >= 5 || (it > 0 && mu_ < 1e-300)) {
+      linalg::log_printf(sink_, 1, "The optimizer is stalled with tau: %e and kappa: %e.\n", tau_, kappa_);
+      trm = Termination::kStalled;
+      break;
+    }
+    // Scaling, reduced system and the tau direction.
+    bool ok = true;
+    for (const auto& c : cones_) ok = ok && c->update_scaling(x_.data(), s_.data());
+    if (!ok) {
+      linalg::log_printf(sink_, 1, "UPDATE SDP FAILED.\n");
+      trm = Termination::kNumericalInstability;
+      break;
+    }
+    if (!factor()) {
+      linalg::log_printf(sink_, 1, "%d: Search direction computation failed\n", it);
+      trm = Termination::kFactorError;
+      break;
+    }
+    hinv(f_.c, h_);
+    a_mul(h_, p_);
+    for (size_t i = 0; i < m_; ++i) p_[i] += f_.b[i];
+    if (!msolve(p_)) {
+      trm = Termination::kFactorError;
+      break;
+    }
+    at_mul(p_, t1_);
+    for (size_t j = 0; j < n_; ++j) t1_[j] -= f_.c[j];
+    hinv(t1_, xp_);
+    den_ = dot(f_.b, p_) - dot(f_.c, xp_) + kappa_ / tau_;
+    for (const auto& c : cones_) c->lambda(lam_.data());
+    // Predictor.
+    for (const auto& c : cones_) c->jordan(lam_.data(), lam_.data(), rc_.data());
+    for (double& v : rc_) v = -v;
+    if (!direction(1.0, rc_, -tau_ * kappa_, aff_)) {
+      linalg::log_printf(sink_, 1, "%d: Search direction computation failed\n", it);
+      trm = Termination::kNumericalInstability;
+      break;
+    }
+    const double aalpha = std::min(1.0, max_step(aff_));
+    const double sigma = std::clamp(std::pow(1.0 - aalpha, 3.0), 0.0, 1.0);
+    // Corrector: centring plus the second-order term.
+    for (const auto& c : cones_) c->jordan(aff_.wdx.data(), aff_.wds.data(), t1_.data());
+    for (const auto& c : cones_) c->jordan(lam_.data(), lam_.data(), rc_.data());
+    for (size_t j = 0; j < n_; ++j) rc_[j] = -rc_[j] - t1_[j];
+    for (const auto& c : cones_) c->add_identity(rc_.data(), sigma * mu_);
+    const double r5 = -tau_ * kappa_ - aff_.dtau * aff_.dkappa + sigma * mu_;
+    if (!direction(1.0 - sigma, rc_, r5, dir_)) {
+      linalg::log_printf(sink_, 1, "%d: Search direction computation failed\n", it);
+      trm = Termination::kNumericalInstability;
+      break;
+    }
+    double alpha = max_step(dir_);
+    alpha = std::min(1.0, 0.99 * alpha);
+    if (!(alpha > 0.0)) {
+      trm = Termination::kNumericalInstability;
+      break;
+    }
+    short_steps = alpha < std::max(opt_.tol_step_size, 1e-8) ? short_steps + 1 : 0;
+    last_alpha = alpha;
+    for (size_t j = 0; j < n_; ++j) {
+      x_[j] += alpha * dir_.dx[j];
+      s_[j] += alpha * dir_.ds[j];
+    }
+    for (size_t i = 0; i < m_; ++i) y_[i] += alpha * dir_.dy[i];
+    tau_ += alpha * dir_.dtau;
+    kappa_ += alpha * dir_.dkappa;
+    linalg::log_printf(sink_, 3, "sigma: %e aalpha: %e alpha: %e\n", sigma, aalpha, alpha);
+  }
+  (void)last_alpha;
+  if (!pass.passed && trm != Termination::kUserCallback && trm != Termination::kMaxTime &&
+      trm != Termination::kMaxIterations) {
+    pass = test(1, 1);
+    if (!pass.passed && !bx_.empty()) {
+      x_ = bx_;
+      s_ = bs_;
+      y_ = by2_;
+      tau_ = btau_;
+      kappa_ = bkappa_;
+      residuals();
+      pass = test(1, 1);
+    }
+    if (pass.passed) {
+      linalg::log_printf(sink_, 1, "Normal termination in the stalled case.\n");
+      if (pass.solution_status == 1) pass.solution_status = 8;  // near optimal
+      trm = Termination::kNormal;
+    }
+  }
+  r.iterations = it;
+  r.termination = trm;
+  r.problem_status = static_cast<interior::ProblemStatus>(pass.passed ? pass.problem_status : 0);
+  r.solution_status = static_cast<interior::SolutionStatus>(pass.passed ? pass.solution_status : 0);
+  r.primal_feas = inf_norm(rp_) / tau_ / (1.0 + norm_b_);
+  r.dual_feas = inf_norm(rd_) / tau_ / (1.0 + norm_c_);
+}
+
+void run(const ConicProblem& p, const interior::IpOptions& opt, ConicResult& r, double t0) {
+  const linalg::LogSink* sink = &opt.log;
+  ConicForm f;
+  std::string why;
+  if (!build_conic_form(p, f, &why)) {
+    linalg::log_printf(sink, 1, "Invalid problem data: %s.\n", why.c_str());
+    r.termination = Termination::kModelError;
+    return;
+  }
+  linalg::log_printf(sink, 2, "numcon        : %-8d numvar      : %-8d\n", f.m, f.n);
+  linalg::log_printf(sink, 2, "numcone       : %-8d\n", static_cast<int>(f.layout.soc_dim.size()));
+  Iteration iter(f, opt, t0);
+  const linalg::Status st = iter.setup(r);
+  if (st != linalg::Status::kOk) {
+    linalg::log_printf(sink, 1, "Error while computing factorization. resp: %d\n", static_cast<int>(st));
+    r.termination = st == linalg::Status::kOutOfSpace ? Termination::kOutOfSpace : Termination::kFactorError;
+    return;
+  }
+  iter.run(r);
+  const int32_t sol = static_cast<int32_t>(r.solution_status);
+  const bool primal_ray = sol == 6 || sol == 13;  // dual infeasible: x is the ray
+  const bool dual_ray = sol == 5 || sol == 12;    // primal infeasible: y, s form the ray
+  const bool ray = primal_ray || dual_ray;
+  const double div = ray ? 1.0 : std::max(iter.tau(), 1e-300);
+  std::vector<double> x(iter.x()), s(iter.s()), y(iter.y());
+  for (double& v : x) v = dual_ray ? 0.0 : v / div;
+  for (double& v : s) v = primal_ray ? 0.0 : v / div;
+  for (double& v : y) v = primal_ray ? 0.0 : v / div;
+  const ConicPoint pt{x.data(), s.data(), y.data()};
+  recover(p, f, pt, ray, r.sol);
+}
+
+}  // namespace
+
+void solve_conic(const ConicProblem& problem, const interior::IpOptions& options, ConicResult& result) {
+  const double t0 = linalg::wall_seconds();
+  result = ConicResult();
+  result.num_threads = options.num_threads;
+  const int blas_threads = linalg::dense::blas_set_threads(std::max(1, options.num_threads));
+  try {
+    run(problem, options, result, t0);
+  } catch (const std::bad_alloc&) {
+    linalg::log_printf(&options.log, 1, "%s(%d). Out of space\n", "conic_solver.cpp", __LINE__);
+    result.termination = Termination::kOutOfSpace;
+  }
+  if (blas_threads > 0) linalg::dense::blas_set_threads(blas_threads);
+  result.time = linalg::wall_seconds() - t0;
+}
+
+}  // namespace qubor::conic

@@ -1,0 +1,156 @@
+// Conic hand-over; see conic_handover.h.
+#include "driver/conic_handover.h"
+
+#include <cmath>
+
+#include "conic/conic_solver.h"
+#include "driver/lp_handover.h"
+#include "driver/status_map.h"
+#include "task/problem_ops.h"
+#include "task/report.h"
+
+namespace qubor::driver {
+namespace {
+
+void log_write(void* handle, const char* text) { static_cast<task::Task*>(handle)->echo(QBR_STREAM_LOG, text); }
+
+// Cone types the optimizer takes; others are refused before the run.
+bool supported_cone(int32_t type) {
+  return type == QBR_CT_QUAD || type == QBR_CT_RQUAD || type == QBR_CT_ZERO;
+}
+
+void snapshot_conic(const task::Task& t, conic::ConicProblem& p) {
+  snapshot_lp(t, p.lp);
+  const task::Problem& pr = t.problem;
+  const double sigma = pr.obj_sense == QBR_OBJECTIVE_SENSE_MAXIMIZE ? -1.0 : 1.0;
+  p.cone_ptr.assign(1, 0);
+  for (const task::Cone& c : pr.cones.cones) {
+    p.cone_type.push_back(c.type);
+    for (int64_t q = c.start; q < c.start + c.n; ++q) p.cone_mem.push_back(pr.cones.members[static_cast<size_t>(q)]);
+    p.cone_ptr.push_back(static_cast<int64_t>(p.cone_mem.size()));
+  }
+  p.bar_dim.assign(pr.barvar_dim.begin(), pr.barvar_dim.end());
+  for (bool objective : {true, false}) {
+    const int64_t num = task::bar_block_triplet_count(t, objective);
+    std::vector<int32_t> subi(static_cast<size_t>(num)), subj(static_cast<size_t>(num)), subk(static_cast<size_t>(num)),
+        subl(static_cast<size_t>(num));
+    std::vector<double> val(static_cast<size_t>(num));
+    task::bar_block_triplets(t, objective, objective ? nullptr : subi.data(), subj.data(), subk.data(), subl.data(),
+                             val.data());
+    for (size_t q = 0; q < static_cast<size_t>(num); ++q) {
+      conic::BarEntry e;
+      e.row = objective ? -1 : subi[q];
+      e.bar = subj[q];
+      e.r = subk[q];
+      e.c = subl[q];
+      e.v = objective ? sigma * val[q] : val[q];
+      p.bar.push_back(e);
+    }
+  }
+}
+
+void store_solution(task::Task& t, const conic::ConicProblem& p, const conic::ConicResult& r) {
+  task::Solution& s = t.solutions.create(t.problem, QBR_SOL_ITR);
+  s.prosta = public_problem_status(r.problem_status);
+  s.solsta = public_solution_status(r.solution_status);
+  const double sigma = t.problem.obj_sense == QBR_OBJECTIVE_SENSE_MAXIMIZE ? -1.0 : 1.0;
+  const conic::ConicSolution& c = r.sol;
+  const bool keys = s.solsta == QBR_SOL_STA_OPTIMAL || s.solsta == QBR_SOL_STA_PRIM_FEAS || s.solsta == QBR_SOL_STA_DUAL_FEAS;
+  for (size_t j = 0; j < static_cast<size_t>(p.lp.num_col); ++j) {
+    s.xx[j] = c.xx[j];
+    s.slx[j] = sigma * c.slx[j];
+    s.sux[j] = sigma * c.sux[j];
+    s.snx[j] = sigma * c.snx[j];
+    s.skx[j] = keys ? intpnt_status_key(t.problem.var_bounds.bk[j], p.lp.col_lo[j], p.lp.col_up[j], c.xx[j], c.slx[j], c.sux[j])
+                    : QBR_SK_UNK;
+  }
+  for (size_t i = 0; i < static_cast<size_t>(p.lp.num_row); ++i) {
+    s.xc[i] = c.xc[i];
+    s.y[i] = sigma * c.y[i];
+    s.slc[i] = sigma * c.slc[i];
+    s.suc[i] = sigma * c.suc[i];
+    s.skc[i] = keys ? intpnt_status_key(t.problem.con_bounds.bk[i], p.lp.row_lo[i], p.lp.row_up[i], c.xc[i], c.slc[i], c.suc[i])
+                    : QBR_SK_UNK;
+  }
+  for (size_t q = 0; q < c.barx.size() && q < s.barx.size(); ++q) {
+    s.barx[q] = c.barx[q];
+    s.bars[q] = sigma * c.bars[q];
+  }
+}
+
+void store_information(task::Task& t, const conic::ConicResult& r) {
+  const double sigma = t.problem.obj_sense == QBR_OBJECTIVE_SENSE_MAXIMIZE ? -1.0 : 1.0;
+  t.set_iinf(QBR_IINF_INTPNT_ITER, r.iterations);
+  t.set_iinf(QBR_IINF_INTPNT_FACTOR_DIM_DENSE, r.dense_dim);
+  t.set_iinf(QBR_IINF_INTPNT_SOLVE_DUAL, 0);
+  t.set_liinf(QBR_LIINF_INTPNT_FACTOR_NUM_NZ, r.factor_nnz);
+  t.set_dinf(QBR_DINF_INTPNT_TIME, r.time);
+  t.set_dinf(QBR_DINF_INTPNT_ORDER_TIME, r.order_time);
+  t.set_dinf(QBR_DINF_INTPNT_FACTOR_NUM_FLOPS, r.factor_flops);
+  t.set_dinf(QBR_DINF_INTPNT_PRIMAL_OBJ, sigma * r.sol.primal_obj);
+  t.set_dinf(QBR_DINF_INTPNT_DUAL_OBJ, sigma * r.sol.dual_obj);
+  t.set_dinf(QBR_DINF_INTPNT_PRIMAL_FEAS, r.primal_feas);
+  t.set_dinf(QBR_DINF_INTPNT_DUAL_FEAS, r.dual_feas);
+  double opt_status = 0.0;
+  if (r.solution_status == interior::SolutionStatus::kOptimal) opt_status = 1.0;
+  if (r.problem_status == interior::ProblemStatus::kPrimalInfeasible ||
+      r.problem_status == interior::ProblemStatus::kDualInfeasible)
+    opt_status = -1.0;
+  t.set_dinf(QBR_DINF_INTPNT_OPT_STATUS, opt_status);
+}
+
+}  // namespace
+
+QBRrescode run_conic(task::Task& t) {
+  for (const task::Cone& c : t.problem.cones.cones)
+    if (!supported_cone(c.type)) {
+      if (t.log_on())
+        t.printf(QBR_STREAM_LOG,
+                 "The conic optimizer of this version solves quadratic, rotated quadratic and zero cones; "
+                 "exponential and power cones are not supported yet.\n");
+      return QBR_REPORT(t, QBR_RES_ERR_INV_OPTIMIZER, t.ipar(QBR_IPAR_OPTIMIZER));
+    }
+  const int32_t threads = intpnt_thread_count(t);
+  t.set_iinf(QBR_IINF_INTPNT_NUM_THREADS, threads);
+  if (t.ipar(QBR_IPAR_REMOVE_UNUSED_SOLUTIONS) != 0) {
+    t.solutions[QBR_SOL_BAS].release();
+    t.solutions[QBR_SOL_ITG].release();
+  }
+  conic::ConicProblem p;
+  snapshot_conic(t, p);
+  interior::IpOptions opt = interior_options(t, threads);
+  opt.tol_pfeas = t.dpar(QBR_DPAR_INTPNT_CO_TOL_PFEAS);
+  opt.tol_dfeas = t.dpar(QBR_DPAR_INTPNT_CO_TOL_DFEAS);
+  opt.tol_rel_gap = t.dpar(QBR_DPAR_INTPNT_CO_TOL_REL_GAP);
+  opt.tol_infeas = t.dpar(QBR_DPAR_INTPNT_CO_TOL_INFEAS);
+  opt.tol_mu_red = t.dpar(QBR_DPAR_INTPNT_CO_TOL_MU_RED);
+  opt.progress = [&t](int32_t iter) {
+    t.set_iinf(QBR_IINF_INTPNT_ITER, iter);
+    if (!t.progress(QBR_CALLBACK_CONIC)) return false;
+    t.optimize.stored_trm = QBR_RES_TRM_USER_CALLBACK;
+    return true;
+  };
+  (void)log_write;
+  int64_t num_bar = 0;
+  for (int32_t d : p.bar_dim) num_bar += d;
+  linalg::log_printf(&opt.log, 1, "%-9s - %-22s : %d\n", "Optimizer", "threads", threads);
+  linalg::log_printf(&opt.log, 1, "%-9s - %-22s : %s\n", "Optimizer", "solved problem", "the primal");
+  linalg::log_printf(&opt.log, 1, "%-9s - %-22s : %-10d  %-22s : %d\n", "Optimizer", "constraints", p.lp.num_row,
+                     "scalar variables", p.lp.num_col);
+  linalg::log_printf(&opt.log, 1, "%-9s - %-22s : %-10d  %-22s : %d\n", "Optimizer", "conic",
+                     static_cast<int>(p.cone_type.size()), "matrix variables", static_cast<int>(p.bar_dim.size()));
+  t.progress(QBR_CALLBACK_BEGIN_CONIC);
+  conic::ConicResult r;
+  conic::solve_conic(p, opt, r);
+  t.progress(QBR_CALLBACK_END_CONIC);
+  linalg::log_printf(&opt.log, 1, "Interior-point optimizer terminated. Time: %.2f. Termination: %s [%d]\n", r.time,
+                     interior::termination_name(static_cast<int32_t>(r.termination)), static_cast<int>(r.termination));
+  store_information(t, r);
+  if (r.termination == interior::Termination::kOutOfSpace) return QBR_REPORT(t, QBR_RES_ERR_SPACE);
+  if (r.termination != interior::Termination::kModelError) store_solution(t, p, r);
+  const QBRrescode res = termination_response(r.termination);
+  if (res >= 1000 && res < 10000) return QBR_REPORT(t, res);
+  return res;
+}
+
+}  // namespace qubor::driver
