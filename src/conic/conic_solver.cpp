@@ -130,8 +130,12 @@ class Iteration {
     in.eps = opt_.tol_infeas;
     return in;
   }
-  interior::TerminationOutcome test(int32_t g, int32_t r) {
-    const interior::TerminationInput in = termination_input();
+  // scale > 1 multiplies the feasibility and gap tolerances (the near-optimal test).
+  interior::TerminationOutcome test(int32_t g, int32_t r, double scale = 1.0) {
+    interior::TerminationInput in = termination_input();
+    in.tolrpf *= scale;
+    in.tolrdf *= scale;
+    in.tolrgap *= scale;
     return interior::termination_test(in, g, r, sink_);
   }
   bool factor() {
@@ -337,7 +341,10 @@ void Iteration::run(ConicResult& r) {
   (void)last_alpha;
   if (!pass.passed && trm != Termination::kUserCallback && trm != Termination::kMaxTime &&
       trm != Termination::kMaxIterations) {
-    pass = test(1, 1);
+    // The tolerances times the near-optimal factor: such a point is reported as a solution
+    // (or certificate), since no further progress is possible from it.
+    const double near = std::max(1.0, opt_.tol_near_rel);
+    pass = test(0, 0, near);
     if (!pass.passed && !bx_.empty()) {
       x_ = bx_;
       s_ = bs_;
@@ -345,11 +352,10 @@ void Iteration::run(ConicResult& r) {
       tau_ = btau_;
       kappa_ = bkappa_;
       residuals();
-      pass = test(1, 1);
+      pass = test(0, 0, near);
     }
     if (pass.passed) {
       linalg::log_printf(sink_, 1, "Normal termination in the stalled case.\n");
-      if (pass.solution_status == 1) pass.solution_status = 8;  // near optimal
       trm = Termination::kNormal;
     }
   }

@@ -12,8 +12,6 @@
 namespace qubor::driver {
 namespace {
 
-void log_write(void* handle, const char* text) { static_cast<task::Task*>(handle)->echo(QBR_STREAM_LOG, text); }
-
 // Cone types the optimizer takes; others are refused before the run.
 bool supported_cone(int32_t type) {
   return type == QBR_CT_QUAD || type == QBR_CT_RQUAD || type == QBR_CT_ZERO;
@@ -124,13 +122,13 @@ QBRrescode run_conic(task::Task& t) {
   opt.tol_rel_gap = t.dpar(QBR_DPAR_INTPNT_CO_TOL_REL_GAP);
   opt.tol_infeas = t.dpar(QBR_DPAR_INTPNT_CO_TOL_INFEAS);
   opt.tol_mu_red = t.dpar(QBR_DPAR_INTPNT_CO_TOL_MU_RED);
+  opt.tol_near_rel = t.dpar(QBR_DPAR_INTPNT_CO_TOL_NEAR_REL);
   opt.progress = [&t](int32_t iter) {
     t.set_iinf(QBR_IINF_INTPNT_ITER, iter);
     if (!t.progress(QBR_CALLBACK_CONIC)) return false;
     t.optimize.stored_trm = QBR_RES_TRM_USER_CALLBACK;
     return true;
   };
-  (void)log_write;
   int64_t num_bar = 0;
   for (int32_t d : p.bar_dim) num_bar += d;
   linalg::log_printf(&opt.log, 1, "%-9s - %-22s : %d\n", "Optimizer", "threads", threads);

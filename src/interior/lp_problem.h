@@ -88,6 +88,8 @@ struct IpOptions {
   double tol_psafe = 1.0;
   double tol_dsafe = 1.0;
   double tol_step_size = 1e-6;
+  // A run that cannot reach the tolerances accepts a point that meets them times this factor.
+  double tol_near_rel = 1000.0;
   int32_t max_iterations = 400;
   int32_t max_num_cor = -1;             // -1: chosen from the factor-to-solve cost ratio
   int32_t max_num_refinement_steps = -1;  // -1: automatic
