@@ -1,4 +1,6 @@
 #include <algorithm>
+#include <array>
+#include <map>
 #include <cmath>
 #include <string>
 #include <vector>
@@ -48,6 +50,50 @@ QTriplets qcon(QBRtask_t t, QBRint32t i, QBRint64t nz) {
   std::sort(out.begin(), out.end(), [](const QTriplet& x, const QTriplet& y) {
     return x.i != y.i ? x.i < y.i : x.j < y.j;
   });
+  return out;
+}
+
+// The coefficients of the matrix variables, as entries (row or -1 for the objective, matrix
+// variable, k, l) of the weighted sums of their stored matrices; zero sums are left out.
+std::map<std::array<QBRint64t, 4>, double> bar_entries(QBRtask_t t) {
+  std::map<std::array<QBRint64t, 4>, double> out;
+  const auto add = [&](QBRint64t i, QBRint32t j, QBRint64t num, const QBRint64t* sub, const double* w) {
+    for (QBRint64t q = 0; q < num; ++q) {
+      QBRint32t dim = 0;
+      QBRint64t nz = 0;
+      QBR_getsymmatinfo(t, sub[q], &dim, &nz);
+      std::vector<QBRint32t> si(nz), sj(nz);
+      std::vector<double> sv(nz);
+      QBR_getsparsesymmat(t, sub[q], nz, si.data(), sj.data(), sv.data());
+      for (QBRint64t e = 0; e < nz; ++e) out[{i, j, si[e], sj[e]}] += w[q] * sv[e];
+    }
+  };
+  QBRint64t nc = 0, na = 0, got = 0;
+  QBR_getnumbarcnz(t, &nc);
+  QBR_getnumbaranz(t, &na);
+  std::vector<QBRint64t> idx(std::max(nc, na)), sub;
+  std::vector<double> w;
+  QBR_getbarcsparsity(t, nc, &got, idx.data());
+  for (QBRint64t q = 0; q < got; ++q) {
+    QBRint64t num = 0;
+    QBRint32t j = 0;
+    QBR_getbarcidxinfo(t, idx[q], &num);
+    sub.resize(num);
+    w.resize(num);
+    QBR_getbarcidx(t, idx[q], num, &j, &num, sub.data(), w.data());
+    add(-1, j, num, sub.data(), w.data());
+  }
+  QBR_getbarasparsity(t, na, &got, idx.data());
+  for (QBRint64t q = 0; q < got; ++q) {
+    QBRint64t num = 0;
+    QBRint32t i = 0, j = 0;
+    QBR_getbaraidxinfo(t, idx[q], &num);
+    sub.resize(num);
+    w.resize(num);
+    QBR_getbaraidx(t, idx[q], num, &i, &j, &num, sub.data(), w.data());
+    add(i, j, num, sub.data(), w.data());
+  }
+  for (auto it = out.begin(); it != out.end();) it = it->second == 0.0 ? out.erase(it) : std::next(it);
   return out;
 }
 
@@ -152,7 +198,26 @@ void expect_same_problem(QBRtask_t a, QBRtask_t b, double tol, bool names) {
     QBR_getcone(a, k, &cta, &pa, &nma, ma_.data());
     QBR_getcone(b, k, &ctb, &pb, &nmb, mb_.data());
     EXPECT_EQ(cta, ctb);
+    near(pa, pb, tol, "cone parameter");
     ASSERT_EQ(nma, nmb);
     for (QBRint32t m = 0; m < nma; ++m) EXPECT_EQ(ma_[m], mb_[m]);
+  }
+  QBRint32t bva = 0, bvb = 0;
+  QBR_getnumbarvar(a, &bva);
+  QBR_getnumbarvar(b, &bvb);
+  ASSERT_EQ(bva, bvb);
+  for (QBRint32t j = 0; j < bva; ++j) {
+    QBRint32t da = 0, db = 0;
+    QBR_getdimbarvarj(a, j, &da);
+    QBR_getdimbarvarj(b, j, &db);
+    EXPECT_EQ(da, db) << "matrix variable " << j;
+  }
+  if (bva > 0) {
+    const auto ea = bar_entries(a), eb = bar_entries(b);
+    ASSERT_EQ(ea.size(), eb.size());
+    for (auto x = ea.begin(), y = eb.begin(); x != ea.end(); ++x, ++y) {
+      ASSERT_EQ(x->first, y->first);
+      near(x->second, y->second, tol, "matrix coefficient");
+    }
   }
 }

@@ -4,6 +4,7 @@
 #include <string>
 #include <vector>
 
+#include "formats/cbf/cbf.h"
 #include "formats/formats.h"
 #include "formats/frame/file_name.h"
 #include "formats/frame/text_writer.h"
@@ -109,9 +110,11 @@ QBRrescode dispatch_read(Task& t, platform::InStream& in, int32_t format, const 
       return read_mps(t, in, QBR_MPS_FORMAT_FREE, name);
     case QBR_DATA_FORMAT_LP:
       return read_lp(t, in, name);
+    case QBR_DATA_FORMAT_CB:
+      return read_cbf(t, in);
     default:
-      // PTF is read only from a string; OPF, task, CBF and JSON task readers are not part
-      // of this library yet.
+      // PTF is read only from a string; OPF, task and JSON task readers are not part of
+      // this library yet.
       return QBR_REPORT(t, QBR_RES_ERR_READ_FORMAT, format);
   }
 }
@@ -135,9 +138,20 @@ const char* format_label(int32_t format) {
       return "LP";
     case QBR_DATA_FORMAT_OP:
       return "OPF";
+    case QBR_DATA_FORMAT_CB:
+      return "CBF";
     default:
       return "MPS";
   }
+}
+
+bool has_quadratic(Task& t) {
+  int32_t numcon = 0;
+  int64_t nz = 0;
+  QBR_getnumcon(t.handle, &numcon);
+  QBR_getnumqobjnz(t.handle, &nz);
+  for (int32_t i = 0; i < numcon && nz == 0; ++i) QBR_getnumqconknz(t.handle, i, &nz);
+  return nz > 0;
 }
 
 // What the target format cannot hold, unless QBR_IPAR_WRITE_IGNORE_INCOMPATIBLE_ITEMS says
@@ -153,12 +167,16 @@ QBRrescode check_writable(Task& t, int32_t format) {
   if (numcone > 0 && format == QBR_DATA_FORMAT_LP) {
     return QBR_REPORT(t, QBR_RES_ERR_INVALID_FILE_FORMAT_FOR_CONES, format_label(format));
   }
+  if (format == QBR_DATA_FORMAT_CB && has_quadratic(t)) {
+    return QBR_REPORT(t, QBR_RES_ERR_INVALID_FILE_FORMAT_FOR_NONLINEAR, format_label(format));
+  }
   return QBR_RES_OK;
 }
 
-// PTF, OPF, task, CBF and JSON-task writers are not part of this library yet.
+// PTF, OPF, task and JSON-task writers are not part of this library yet.
 bool has_writer(int32_t format) {
-  return format == QBR_DATA_FORMAT_MPS || format == QBR_DATA_FORMAT_FREE_MPS || format == QBR_DATA_FORMAT_LP;
+  return format == QBR_DATA_FORMAT_MPS || format == QBR_DATA_FORMAT_FREE_MPS || format == QBR_DATA_FORMAT_LP ||
+         format == QBR_DATA_FORMAT_CB;
 }
 
 QBRrescode dispatch_write(Task& t, TextWriter& out, int32_t format) {
@@ -168,6 +186,8 @@ QBRrescode dispatch_write(Task& t, TextWriter& out, int32_t format) {
       return write_mps(t, out, t.ipar(QBR_IPAR_WRITE_MPS_FORMAT));
     case QBR_DATA_FORMAT_LP:
       return write_lp(t, out);
+    case QBR_DATA_FORMAT_CB:
+      return write_cbf(t, out);
     default:
       return QBR_REPORT(t, QBR_RES_ERR_INVALID_FORMAT_TYPE, format);
   }
