@@ -121,7 +121,14 @@ class Iteration {
     in.norm_bound = 0.0;
     in.norm_obj = norm_c_;
     in.norm_rhs = norm_b_;
-    in.primal_norm = norm_b_;
+    // Primal feasibility is measured against the data and against the size of the terms
+    // that cancel in A x (max_i sum_j |a_ij x_j| / tau): a solution of large norm cannot be
+    // computed to a residual below that size times the machine precision.
+    std::fill(tmp_m_.begin(), tmp_m_.end(), 0.0);
+    for (size_t j = 0; j < n_; ++j)
+      for (int64_t q = f_.col_ptr[j]; q < f_.col_ptr[j + 1]; ++q)
+        tmp_m_[static_cast<size_t>(f_.row_idx[static_cast<size_t>(q)])] += std::fabs(f_.values[static_cast<size_t>(q)] * x_[j]);
+    in.primal_norm = std::max(norm_b_, inf_norm(tmp_m_) / tau_);
     in.dual_norm = norm_c_;
     in.tau = tau_;
     in.tolrpf = opt_.tol_pfeas;
@@ -212,7 +219,7 @@ class Iteration {
   size_t n_, m_;
   std::vector<std::unique_ptr<Cone>> cones_;
   SchurSystem schur_;
-  double nu_ = 0.0, delta_ = 1e-14;
+  double nu_ = 0.0, delta_ = 1e-13;
   Vec x_, s_, y_;
   double tau_ = 1.0, kappa_ = 1.0;
   Vec rp_, rd_;

@@ -325,15 +325,27 @@ Status SchurSystem::factor(double delta) {
     }
     maxdiag = std::max(maxdiag, mval_[static_cast<size_t>(colptr_[uc])]);
   }
-  const double reg = delta * std::max(maxdiag, 1e-300);
-  for (int32_t c = 0; c < m_; ++c) mval_[static_cast<size_t>(colptr_[static_cast<size_t>(c)])] += reg;
+  // Symmetric diagonal scaling to a unit diagonal: the diagonal of M spans many orders of
+  // magnitude near the end, and the factorization's pivot test is relative to its largest
+  // entry. delta is then a relative regularization of every pivot.
+  dscale_.resize(static_cast<size_t>(m_));
+  for (int32_t c = 0; c < m_; ++c) {
+    const double d = mval_[static_cast<size_t>(colptr_[static_cast<size_t>(c)])];
+    dscale_[static_cast<size_t>(c)] = d > 0.0 && std::isfinite(d) ? 1.0 / std::sqrt(d) : (maxdiag > 0.0 ? 1.0 / std::sqrt(maxdiag) : 1.0);
+  }
+  for (int32_t c = 0; c < m_; ++c) {
+    const double sc = dscale_[static_cast<size_t>(c)];
+    for (int64_t p = colptr_[static_cast<size_t>(c)]; p < colptr_[static_cast<size_t>(c) + 1]; ++p)
+      mval_[static_cast<size_t>(p)] *= sc * dscale_[static_cast<size_t>(rowind_[static_cast<size_t>(p)])];
+    mval_[static_cast<size_t>(colptr_[static_cast<size_t>(c)])] += delta;
+  }
   Status st = chol_->factor(mval_.data());
   if (st != Status::kOk) return st;
   // Woodbury: Y = M_s^{-1} Z, small = diag(1 / coef) + Z'Y, factored by LU.
   const size_t k = lr_coef_.size();
   if (k > 0) {
     lr_y_ = lr_z_;
-    st = chol_->solve(lr_y_.data(), static_cast<int32_t>(k), m_);
+    st = scaled_solve(lr_y_.data(), static_cast<int32_t>(k));
     if (st != Status::kOk) return st;
     lr_small_.assign(k * k, 0.0);
     linalg::dense::gemm_tn(stats_, static_cast<int>(k), static_cast<int>(k), m_, 1.0, lr_z_.data(), m_, lr_y_.data(), m_, 0.0,
@@ -347,8 +359,18 @@ Status SchurSystem::factor(double delta) {
   return Status::kOk;
 }
 
+Status SchurSystem::scaled_solve(double* b, int32_t nrhs) {
+  const size_t m = static_cast<size_t>(m_);
+  for (int32_t k = 0; k < nrhs; ++k)
+    for (size_t i = 0; i < m; ++i) b[k * m + i] *= dscale_[i];
+  const Status st = chol_->solve(b, nrhs, m_);
+  for (int32_t k = 0; k < nrhs; ++k)
+    for (size_t i = 0; i < m; ++i) b[k * m + i] *= dscale_[i];
+  return st;
+}
+
 Status SchurSystem::solve_once(double* r) {
-  Status st = chol_->solve(r, 1, m_);
+  Status st = scaled_solve(r, 1);
   if (st != Status::kOk) return st;
   const size_t k = lr_coef_.size();
   if (k == 0) return Status::kOk;

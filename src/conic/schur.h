@@ -44,7 +44,7 @@ class SchurSystem final : public SchurTerms {
   void add_outer(int32_t cone, const double* v, double weight) override;
   void set_psd_scaling(int32_t block, const double* w) override;
 
-  // Assembles and factors M (+ delta max(diag) on the diagonal).
+  // Assembles and factors M, scaled to a unit diagonal, plus delta on that diagonal.
   linalg::Status factor(double delta);
   // Solves M x = r in place; `apply` computes out = A H^{-1} A' in exactly (for refinement).
   linalg::Status solve(std::vector<double>& r, int32_t max_refine,
@@ -61,6 +61,7 @@ class SchurSystem final : public SchurTerms {
  private:
   void psd_block(int32_t k, std::vector<double>& out);
   linalg::Status solve_once(double* r);
+  linalg::Status scaled_solve(double* b, int32_t nrhs);  // M_s^{-1} through the diagonal scaling
 
   const ConicForm* f_ = nullptr;
   Setup opt_;
@@ -99,6 +100,7 @@ class SchurSystem final : public SchurTerms {
   std::vector<double> mval_;
   std::unique_ptr<linalg::SparseCholesky> chol_ = std::make_unique<linalg::SparseCholesky>();
   std::vector<double> acc_, work_, res_, best_, tmp_;
+  std::vector<double> dscale_;          // M_s = D^{-1/2} (factored) D^{-1/2}
   double setup_time_ = 0.0, psd_flops_ = 0.0;
   linalg::DenseStats stats_;
 };
