@@ -1,5 +1,7 @@
 #include "task/solution_eval.h"
 
+#include <lapacke.h>
+
 #include <algorithm>
 #include <cmath>
 #include <vector>
@@ -148,33 +150,15 @@ double min_eigenvalue(std::span<const double> packed, int32_t dim) {
   for (size_t l = 0; l < d; ++l)
     for (size_t k = l; k < d; ++k)
       m[k * d + l] = m[l * d + k] = packed[static_cast<size_t>(packed_pos(dim, static_cast<int64_t>(k), static_cast<int64_t>(l)))];
-  for (int sweep = 0; sweep < 60; ++sweep) {
-    double off = 0.0;
-    for (size_t p = 0; p < d; ++p)
-      for (size_t q = p + 1; q < d; ++q) off += m[p * d + q] * m[p * d + q];
-    if (off < 1e-30) break;
-    for (size_t p = 0; p < d; ++p)
-      for (size_t q = p + 1; q < d; ++q) {
-        const double apq = m[p * d + q];
-        if (std::fabs(apq) < 1e-300) continue;
-        const double theta = (m[q * d + q] - m[p * d + p]) / (2.0 * apq);
-        const double tn = (theta >= 0 ? 1.0 : -1.0) / (std::fabs(theta) + std::sqrt(theta * theta + 1.0));
-        const double c = 1.0 / std::sqrt(tn * tn + 1.0), s = tn * c;
-        for (size_t k = 0; k < d; ++k) {  // columns p, q
-          const double mkp = m[k * d + p], mkq = m[k * d + q];
-          m[k * d + p] = c * mkp - s * mkq;
-          m[k * d + q] = s * mkp + c * mkq;
-        }
-        for (size_t k = 0; k < d; ++k) {  // rows p, q
-          const double mpk = m[p * d + k], mqk = m[q * d + k];
-          m[p * d + k] = c * mpk - s * mqk;
-          m[q * d + k] = s * mpk + c * mqk;
-        }
-      }
-  }
-  double mn = m[0];
-  for (size_t k = 1; k < d; ++k) mn = std::min(mn, m[k * d + k]);
-  return mn;
+  // The smallest eigenvalue only (LAPACK's relatively robust representations).
+  double w[1] = {0.0};
+  lapack_int found = 0;
+  std::vector<lapack_int> isuppz(2 * d);
+  if (LAPACKE_dsyevr(LAPACK_COL_MAJOR, 'N', 'I', 'L', dim, m.data(), dim, 0.0, 0.0, 1, 1, 0.0, &found, w, nullptr, 1,
+                     isuppz.data()) != 0 ||
+      found < 1)
+    return -INFINITY;
+  return w[0];
 }
 
 double primal_obj(const Task& t, const Solution& s) {

@@ -98,9 +98,7 @@ class SemidefiniteCones final : public Cone {
       double* bm = b.wm.data();
       linalg::dense::gemm_tn(stats_, d, d, d, 1.0, ls, d, lx, d, 0.0, bm, d);
       std::vector<double>& sig = b.lam;
-      superb_.resize(static_cast<size_t>(std::max(d, 2)));
-      if (LAPACKE_dgesvd(LAPACK_COL_MAJOR, 'A', 'A', d, d, bm, d, sig.data(), w3_.data(), d,
-                         w4_.data(), d, superb_.data()) != 0)
+      if (LAPACKE_dgesdd(LAPACK_COL_MAJOR, 'A', d, d, bm, d, sig.data(), w3_.data(), d, w4_.data(), d) != 0)
         return false;
       for (int32_t i = 0; i < d; ++i)
         if (!(sig[static_cast<size_t>(i)] > 0.0) || !std::isfinite(sig[static_cast<size_t>(i)])) return false;
@@ -211,7 +209,7 @@ class SemidefiniteCones final : public Cone {
 
   std::vector<Block> blocks_;
   double deg_ = 0.0;
-  mutable std::vector<double> w1_, w2_, w3_, w4_, ev_, superb_;
+  mutable std::vector<double> w1_, w2_, w3_, w4_, ev_;
   mutable std::vector<lapack_int> isuppz_;
   mutable linalg::DenseStats stats_;
 };
