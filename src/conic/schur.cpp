@@ -10,6 +10,12 @@
 #include "linalg/common/status.h"
 
 namespace qubor::conic {
+namespace {
+
+// Start of column i in a packed lower triangle of order n.
+int64_t packed_col(int64_t i, int64_t n) { return i * n - i * (i - 1) / 2; }
+
+}  // namespace
 
 using linalg::Status;
 
@@ -109,7 +115,7 @@ Status SchurSystem::setup(const ConicForm& f, const Setup& opt) {
   for (size_t k = 0; k < nb; ++k) {
     const int64_t b = f.psd_row_ptr[k], e = f.psd_row_ptr[k + 1];
     const size_t mb = static_cast<size_t>(e - b);
-    psd_m_[k].assign(mb * mb, 0.0);
+    psd_m_[k].assign(mb * (mb + 1) / 2, 0.0);  // lower triangle, packed by columns
     int64_t sum = 0;
     for (int64_t p = e - 1; p >= b; --p) {
       sum += f.psd_ent_ptr[static_cast<size_t>(p) + 1] - f.psd_ent_ptr[static_cast<size_t>(p)];
@@ -264,7 +270,8 @@ void SchurSystem::psd_block(int32_t kb, std::vector<double>& out) {
       } else {
         flops += entry_cost;
       }
-      double* col = out.data() + static_cast<size_t>(i) * static_cast<size_t>(mb);
+      // Column i of the packed lower triangle, indexed by l >= i.
+      double* col = out.data() + packed_col(i, mb) - i;
       for (int64_t l = i; l < mb; ++l) {
         const size_t pl = static_cast<size_t>(b + l);
         double sum = 0.0;
@@ -314,7 +321,7 @@ Status SchurSystem::factor(double delta) {
         const size_t kb = static_cast<size_t>(-1 - k);
         const int64_t b = f.psd_row_ptr[kb];
         const int64_t mb = f.psd_row_ptr[kb + 1] - b;
-        const double* colv = psd_m_[kb].data() + static_cast<size_t>(l) * static_cast<size_t>(mb);
+        const double* colv = psd_m_[kb].data() + packed_col(l, mb) - l;
         for (int64_t q = l; q < mb; ++q) acc_[static_cast<size_t>(f.psd_rows[static_cast<size_t>(b + q)])] += colv[q];
       }
     }
