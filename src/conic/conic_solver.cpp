@@ -351,6 +351,7 @@ void Iteration::run(ConicResult& r) {
     // The tolerances times the near-optimal factor: such a point is reported as a solution
     // (or certificate), since no further progress is possible from it.
     const double near = std::max(1.0, opt_.tol_near_rel);
+    linalg::log_printf(sink_, 2, "Stall: tau %e kappa %e |x| %e |s| %e |y| %e\n", tau_, kappa_, inf_norm(x_), inf_norm(s_), inf_norm(y_));
     pass = test(0, 0, near);
     if (!pass.passed && !bx_.empty()) {
       x_ = bx_;

@@ -151,11 +151,11 @@ double min_eigenvalue(std::span<const double> packed, int32_t dim) {
     for (size_t k = l; k < d; ++k)
       m[k * d + l] = m[l * d + k] = packed[static_cast<size_t>(packed_pos(dim, static_cast<int64_t>(k), static_cast<int64_t>(l)))];
   // The smallest eigenvalue only (LAPACK's relatively robust representations).
-  double w[1] = {0.0};
+  std::vector<double> w(d);  // LAPACK may use all of it
   lapack_int found = 0;
   std::vector<lapack_int> isuppz(2 * d);
-  if (LAPACKE_dsyevr(LAPACK_COL_MAJOR, 'N', 'I', 'L', dim, m.data(), dim, 0.0, 0.0, 1, 1, 0.0, &found, w, nullptr, 1,
-                     isuppz.data()) != 0 ||
+  if (LAPACKE_dsyevr(LAPACK_COL_MAJOR, 'N', 'I', 'L', dim, m.data(), dim, 0.0, 0.0, 1, 1, 0.0, &found, w.data(), nullptr,
+                     1, isuppz.data()) != 0 ||
       found < 1)
     return -INFINITY;
   return w[0];
