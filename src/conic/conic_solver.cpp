@@ -265,18 +265,8 @@ void Iteration::run(ConicResult& r) {
       btau_ = tau_;
       bkappa_ = kappa_;
     }
-    if (it >= opt_.max_iterations) {
-      trm = Termination::kMaxIterations;
-      break;
-    }
-    if (opt_.max_time >= 0.0 && linalg::wall_seconds() - t0_ > opt_.max_time) {
-      trm = Termination::kMaxTime;
-      break;
-    }
-    if (opt_.progress && opt_.progress(it)) {
-      trm = Termination::kUserCallback;
-      break;
-    }
+    trm = interior::run_limit(opt_, it, t0_);
+    if (trm != Termination::kNormal) break;
     if (short_steps >= 5 || (it > 0 && mu_ < 1e-300)) {
       linalg::log_printf(sink_, 1, "The optimizer is stalled with tau: %e and kappa: %e.\n", tau_, kappa_);
       trm = Termination::kStalled;

@@ -76,27 +76,6 @@ void store_solution(task::Task& t, const conic::ConicProblem& p, const conic::Co
   }
 }
 
-void store_information(task::Task& t, const conic::ConicResult& r) {
-  const double sigma = t.problem.obj_sense == QBR_OBJECTIVE_SENSE_MAXIMIZE ? -1.0 : 1.0;
-  t.set_iinf(QBR_IINF_INTPNT_ITER, r.iterations);
-  t.set_iinf(QBR_IINF_INTPNT_FACTOR_DIM_DENSE, r.dense_dim);
-  t.set_iinf(QBR_IINF_INTPNT_SOLVE_DUAL, 0);
-  t.set_liinf(QBR_LIINF_INTPNT_FACTOR_NUM_NZ, r.factor_nnz);
-  t.set_dinf(QBR_DINF_INTPNT_TIME, r.time);
-  t.set_dinf(QBR_DINF_INTPNT_ORDER_TIME, r.order_time);
-  t.set_dinf(QBR_DINF_INTPNT_FACTOR_NUM_FLOPS, r.factor_flops);
-  t.set_dinf(QBR_DINF_INTPNT_PRIMAL_OBJ, sigma * r.sol.primal_obj);
-  t.set_dinf(QBR_DINF_INTPNT_DUAL_OBJ, sigma * r.sol.dual_obj);
-  t.set_dinf(QBR_DINF_INTPNT_PRIMAL_FEAS, r.primal_feas);
-  t.set_dinf(QBR_DINF_INTPNT_DUAL_FEAS, r.dual_feas);
-  double opt_status = 0.0;
-  if (r.solution_status == interior::SolutionStatus::kOptimal) opt_status = 1.0;
-  if (r.problem_status == interior::ProblemStatus::kPrimalInfeasible ||
-      r.problem_status == interior::ProblemStatus::kDualInfeasible)
-    opt_status = -1.0;
-  t.set_dinf(QBR_DINF_INTPNT_OPT_STATUS, opt_status);
-}
-
 }  // namespace
 
 QBRrescode run_conic(task::Task& t) {
@@ -143,7 +122,7 @@ QBRrescode run_conic(task::Task& t) {
   t.progress(QBR_CALLBACK_END_CONIC);
   linalg::log_printf(&opt.log, 1, "Interior-point optimizer terminated. Time: %.2f. Termination: %s [%d]\n", r.time,
                      interior::termination_name(static_cast<int32_t>(r.termination)), static_cast<int>(r.termination));
-  store_information(t, r);
+  store_intpnt_information(t, r, r.sol.primal_obj, r.sol.dual_obj);
   if (r.termination == interior::Termination::kOutOfSpace) return QBR_REPORT(t, QBR_RES_ERR_SPACE);
   if (r.termination != interior::Termination::kModelError) store_solution(t, p, r);
   const QBRrescode res = termination_response(r.termination);

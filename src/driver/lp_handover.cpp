@@ -85,27 +85,6 @@ void store_solution(task::Task& t, const interior::LpProblem& lp, const interior
   }
 }
 
-void store_information(task::Task& t, const interior::IpResult& r) {
-  const double sigma = t.problem.obj_sense == QBR_OBJECTIVE_SENSE_MAXIMIZE ? -1.0 : 1.0;
-  t.set_iinf(QBR_IINF_INTPNT_ITER, r.iterations);
-  t.set_iinf(QBR_IINF_INTPNT_FACTOR_DIM_DENSE, r.dense_dim);
-  t.set_iinf(QBR_IINF_INTPNT_SOLVE_DUAL, 0);
-  t.set_liinf(QBR_LIINF_INTPNT_FACTOR_NUM_NZ, r.factor_nnz);
-  t.set_dinf(QBR_DINF_INTPNT_TIME, r.time);
-  t.set_dinf(QBR_DINF_INTPNT_ORDER_TIME, r.order_time);
-  t.set_dinf(QBR_DINF_INTPNT_FACTOR_NUM_FLOPS, r.factor_flops);
-  t.set_dinf(QBR_DINF_INTPNT_PRIMAL_OBJ, sigma * r.primal_obj);
-  t.set_dinf(QBR_DINF_INTPNT_DUAL_OBJ, sigma * r.dual_obj);
-  t.set_dinf(QBR_DINF_INTPNT_PRIMAL_FEAS, r.primal_feas);
-  t.set_dinf(QBR_DINF_INTPNT_DUAL_FEAS, r.dual_feas);
-  double opt_status = 0.0;
-  if (r.solution_status == interior::SolutionStatus::kOptimal) opt_status = 1.0;
-  if (r.problem_status == interior::ProblemStatus::kPrimalInfeasible ||
-      r.problem_status == interior::ProblemStatus::kDualInfeasible)
-    opt_status = -1.0;
-  t.set_dinf(QBR_DINF_INTPNT_OPT_STATUS, opt_status);
-}
-
 }  // namespace
 
 void snapshot_lp(const task::Task& t, interior::LpProblem& lp) {
@@ -198,7 +177,7 @@ QBRrescode run_linear_intpnt(task::Task& t) {
   linalg::log_printf(&opt.log, 1, "Interior-point optimizer terminated. Time: %.2f. Termination: %s [%d]\n",
                      r.time, interior::termination_name(static_cast<int32_t>(r.termination)),
                      static_cast<int>(r.termination));
-  store_information(t, r);
+  store_intpnt_information(t, r, r.primal_obj, r.dual_obj);
   if (r.termination == interior::Termination::kOutOfSpace) return QBR_REPORT(t, QBR_RES_ERR_SPACE);
   if (r.termination != interior::Termination::kModelError) store_solution(t, lp, r);
   if (basis_wanted)

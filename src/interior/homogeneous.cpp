@@ -523,18 +523,8 @@ void HomogeneousSolver::run(NormalEquations& ne, HsdOutcome& out) {
       linalg::log_printf(sink_, 2, "Normal termination.\n");
       break;
     }
-    if (iter >= opt_.max_iterations) {
-      trm = Termination::kMaxIterations;
-      break;
-    }
-    if (opt_.max_time >= 0.0 && linalg::wall_seconds() - start_time_ > opt_.max_time) {
-      trm = Termination::kMaxTime;
-      break;
-    }
-    if (opt_.progress && opt_.progress(iter)) {
-      trm = Termination::kUserCallback;
-      break;
-    }
+    trm = run_limit(opt_, iter, start_time_);
+    if (trm != Termination::kNormal) break;
     double alpha = 0.0;
     bool ok = false;
     const double res0 = residual_norm();

@@ -4,6 +4,8 @@
 #include <algorithm>
 #include <cmath>
 
+#include "linalg/common/status.h"
+
 namespace qubor::interior {
 namespace {
 
@@ -14,6 +16,13 @@ double relax_ratio(double ratio, int32_t r) {
 }
 
 }  // namespace
+
+Termination run_limit(const IpOptions& opt, int32_t iter, double start_time) {
+  if (iter >= opt.max_iterations) return Termination::kMaxIterations;
+  if (opt.max_time >= 0.0 && linalg::wall_seconds() - start_time > opt.max_time) return Termination::kMaxTime;
+  if (opt.progress && opt.progress(iter)) return Termination::kUserCallback;
+  return Termination::kNormal;
+}
 
 TerminationOutcome termination_test(const TerminationInput& in, int32_t g, int32_t r,
                                     const linalg::LogSink* sink) {

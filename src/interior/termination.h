@@ -15,6 +15,7 @@
 
 #include <cstdint>
 
+#include "interior/lp_problem.h"
 #include "linalg/common/log_sink.h"
 
 namespace qubor::interior {
@@ -34,6 +35,10 @@ struct TerminationOutcome {
   int32_t problem_status = 0;
   int32_t solution_status = 0;
 };
+
+// The stops that do not depend on the iterate, in this order: the iteration limit, the time
+// limit (seconds since start_time), the progress callback. kNormal when none applies.
+Termination run_limit(const IpOptions& opt, int32_t iter, double start_time);
 
 TerminationOutcome termination_test(const TerminationInput& in, int32_t g, int32_t r,
                                     const linalg::LogSink* sink);
