@@ -25,8 +25,10 @@ class Builder {
     if (!check(why)) return false;
     // Internal rows of the problem's rows: free rows are dropped.
     f_.row_internal.assign(static_cast<size_t>(lp.num_row), -1);
+    singleton_rows();
     for (int32_t i = 0; i < lp.num_row; ++i)
-      if (std::isfinite(lp.row_lo[static_cast<size_t>(i)]) || std::isfinite(lp.row_up[static_cast<size_t>(i)]))
+      if ((std::isfinite(lp.row_lo[static_cast<size_t>(i)]) || std::isfinite(lp.row_up[static_cast<size_t>(i)])) &&
+          !dropped_[static_cast<size_t>(i)])
         f_.row_internal[static_cast<size_t>(i)] = new_row(0.0);
     // Cone columns: quadratic cones in order, then the matrix variables.
     std::vector<int32_t> cone_col_of(static_cast<size_t>(lp.num_col), -1);
@@ -65,7 +67,7 @@ class Builder {
       } else if (cone_col_of[uj] >= 0) {
         f_.var_map[uj] = place_member(-1 - cone_col_of[uj], lp.col_lo[uj], lp.col_up[uj], lp.c[uj]);
       } else {
-        f_.var_map[uj] = place_linear(lp.col_lo[uj], lp.col_up[uj], lp.c[uj]);
+        f_.var_map[uj] = place_linear(lo_[uj], up_[uj], lp.c[uj]);
       }
     }
     // Row slacks.
@@ -105,6 +107,52 @@ class Builder {
         return fail(why, "a matrix coefficient is out of range");
     }
     return true;
+  }
+  // Rows with one entry, of a variable outside the cones, become bounds of that variable
+  // (unless the bounds would cross, which is left for the optimizer to certify).
+  void singleton_rows() {
+    const interior::LpProblem& lp = p_.lp;
+    const size_t n = static_cast<size_t>(lp.num_col), m = static_cast<size_t>(lp.num_row);
+    lo_.assign(lp.col_lo.begin(), lp.col_lo.end());
+    up_.assign(lp.col_up.begin(), lp.col_up.end());
+    f_.lo_row.assign(n, -1);
+    f_.up_row.assign(n, -1);
+    dropped_.assign(m, 0);
+    std::vector<int32_t> count(m, 0), col_of(m, -1);
+    std::vector<double> coef(m, 0.0);
+    std::vector<int8_t> in_cone(n, 0), has_bar(m, 0);
+    for (int32_t q : p_.cone_mem) in_cone[static_cast<size_t>(q)] = 1;
+    for (const BarEntry& e : p_.bar)
+      if (e.row >= 0) has_bar[static_cast<size_t>(e.row)] = 1;
+    for (size_t j = 0; j < n; ++j)
+      for (int64_t q = lp.col_ptr[j]; q < lp.col_ptr[j + 1]; ++q) {
+        const size_t i = static_cast<size_t>(lp.row_idx[static_cast<size_t>(q)]);
+        if (lp.values[static_cast<size_t>(q)] == 0.0) continue;
+        ++count[i];
+        col_of[i] = static_cast<int32_t>(j);
+        coef[i] = lp.values[static_cast<size_t>(q)];
+      }
+    for (size_t i = 0; i < m; ++i) {
+      if (count[i] != 1 || has_bar[i] || in_cone[static_cast<size_t>(col_of[i])]) continue;
+      const size_t j = static_cast<size_t>(col_of[i]);
+      const double a = coef[i];
+      double lo = a > 0.0 ? lp.row_lo[i] / a : lp.row_up[i] / a;
+      double up = a > 0.0 ? lp.row_up[i] / a : lp.row_lo[i] / a;
+      if (std::isnan(lo)) lo = -INFINITY;
+      if (std::isnan(up)) up = INFINITY;
+      const double new_lo = std::max(lo_[j], lo), new_up = std::min(up_[j], up);
+      if (new_lo > new_up) continue;
+      if (lo > lo_[j]) {
+        lo_[j] = lo;
+        f_.lo_row[j] = static_cast<int32_t>(i);
+      }
+      if (up < up_[j]) {
+        up_[j] = up;
+        f_.up_row[j] = static_cast<int32_t>(i);
+      }
+      dropped_[i] = 1;
+      ++f_.num_singleton_rows;
+    }
   }
   static bool fail(std::string* why, const char* text) {
     if (why) *why = text;
@@ -312,6 +360,8 @@ class Builder {
   std::vector<double> lin_c_, cone_c_;
   int32_t num_lin_ = 0;
   std::vector<int32_t> rot_first_, bar_first_;
+  std::vector<double> lo_, up_;     // variable bounds after the singleton rows
+  std::vector<int8_t> dropped_;     // rows turned into bounds
 };
 
 }  // namespace
@@ -387,6 +437,25 @@ void recover(const ConicProblem& p, const ConicForm& f, const ConicPoint& pt, bo
   out.y.assign(m, 0.0);
   out.slc.assign(m, 0.0);
   out.suc.assign(m, 0.0);
+  // A bound set by a singleton row a x_j in [l, u] hands its dual to that row: the row's side
+  // is the one the bound came from (the lower bound from l when a > 0, from u when a < 0).
+  auto entry = [&](size_t j, int32_t row) {
+    for (int64_t q = lp.col_ptr[j]; q < lp.col_ptr[j + 1]; ++q)
+      if (lp.row_idx[static_cast<size_t>(q)] == row) return lp.values[static_cast<size_t>(q)];
+    return 0.0;
+  };
+  std::vector<double> row_sl(m, 0.0), row_su(m, 0.0);
+  for (size_t j = 0; j < n; ++j) {
+    for (int side = 0; side < 2; ++side) {
+      const int32_t row = side == 0 ? f.lo_row[j] : f.up_row[j];
+      if (row < 0) continue;
+      double& bound_dual = side == 0 ? out.slx[j] : out.sux[j];
+      const double a = entry(j, row);
+      const bool row_lower = (side == 0) == (a > 0.0);
+      (row_lower ? row_sl : row_su)[static_cast<size_t>(row)] += bound_dual / std::fabs(a);
+      bound_dual = 0.0;
+    }
+  }
   for (size_t i = 0; i < m; ++i) {
     const ItemMap& mp = f.row_map[i];
     const double yi = yrow(f.row_internal[i]);
@@ -402,7 +471,11 @@ void recover(const ConicProblem& p, const ConicForm& f, const ConicPoint& pt, bo
         out.slc[i] = s[static_cast<size_t>(mp.col)];
         out.suc[i] = s[static_cast<size_t>(mp.col2)];
         break;
-      default: break;
+      default:
+        out.slc[i] = row_sl[i];
+        out.suc[i] = row_su[i];
+        out.y[i] = row_sl[i] - row_su[i];
+        break;
     }
   }
   // Matrix variables: svec back to packed lower triangles.

@@ -20,6 +20,9 @@
 //     fixed at 0;
 //   - writing matrix variables in svec form (lower triangle by columns, off-diagonal entries
 //     times sqrt(2)), so that <A, X> = svec(A)'svec(X).
+// Reductions on the way: fixed variables are substituted, free rows dropped, and a row with a
+// single entry a_ij of a variable outside the cones becomes bounds of x_j (the row's dual is
+// recovered from the dual of the bound it set).
 // recover() maps an internal point back to the problem's items.
 #pragma once
 
@@ -80,7 +83,11 @@ struct ConicForm {
   std::vector<double> psd_v;
   // Way back.
   std::vector<ItemMap> var_map, row_map;
-  std::vector<int32_t> row_internal;  // problem row -> internal row, -1 for a free row
+  std::vector<int32_t> row_internal;  // problem row -> internal row, -1 for a dropped row
+  // Rows turned into bounds: the variable whose lower (upper) bound each row set last, -1 for
+  // the variable's own bound.
+  std::vector<int32_t> lo_row, up_row;  // per variable
+  int32_t num_singleton_rows = 0;
   std::vector<int64_t> bar_start;     // internal column of each matrix variable's svec
   // Cone members whose columns came from a rotated cone (pairs).
   std::vector<int32_t> rot_cols;      // first columns of rotated pairs

@@ -374,6 +374,8 @@ void run(const ConicProblem& p, const interior::IpOptions& opt, ConicResult& r, 
     r.termination = Termination::kModelError;
     return;
   }
+  if (f.num_singleton_rows > 0)
+    linalg::log_printf(sink, 2, "Presolve: %d rows with one entry became bounds.\n", f.num_singleton_rows);
   linalg::log_printf(sink, 2, "numcon        : %-8d numvar      : %-8d\n", f.m, f.n);
   linalg::log_printf(sink, 2, "numcone       : %-8d\n", static_cast<int>(f.layout.soc_dim.size()));
   Iteration iter(f, opt, t0);

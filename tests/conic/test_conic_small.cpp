@@ -148,6 +148,29 @@ TEST(ConicSmall, ZeroConeAndFreeVariables) {
   expect_dual_equations(m, s, true);
 }
 
+TEST(ConicSmall, SingletonRowsBecomeBoundsAndKeepTheirDuals) {
+  // min x0 - x1 + x2  s.t.  -2 x1 in [-6, -2] (x1 <= 3 from the lower side), 0.5 x2 >= 1,
+  // x0 - x1 >= -10, (x0, x3) in Q with x3 = 1: x = (1, 3, 2, 1), objective 0.
+  ConicModel m;
+  m.c = {1, -1, 1, 0};
+  m.var = {fr(), fr(), lo(0), fx(1)};
+  m.con = {ra(-6, -2), lo(1), lo(-10)};
+  m.a = {{0, 1, -2.0}, {1, 2, 0.5}, {2, 0, 1.0}, {2, 1, -1.0}};
+  m.cones = {{QBR_CT_QUAD, {0, 3}}};
+  SolutionView s;
+  ASSERT_EQ(solve(m, s), QBR_RES_OK);
+  EXPECT_EQ(s.solsta, QBR_SOL_STA_OPTIMAL);
+  EXPECT_NEAR(s.pobj, 0.0, kTol);
+  EXPECT_NEAR(s.xx[1], 3.0, kTol);
+  EXPECT_NEAR(s.xx[2], 2.0, kTol);
+  EXPECT_NEAR(s.xc[0], -6.0, kTol);
+  EXPECT_NEAR(s.slc[0], 0.5, kTol);  // the row holds the dual of the bound it set
+  EXPECT_NEAR(s.slc[1], 2.0, kTol);
+  EXPECT_NEAR(s.sux[1], 0.0, kTol);
+  EXPECT_NEAR(s.dobj, 0.0, kTol);
+  expect_dual_equations(m, s, true);
+}
+
 TEST(ConicSmall, LongQuadraticConeStaysOutOfTheReducedMatrix) {
   // min x0  s.t.  x_i = i / 100 (i = 1..299) by rows: x0 = ||(x1, ..., x299)||. The cone
   // touches 299 rows, so it is handled through the low-rank update.
