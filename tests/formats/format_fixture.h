@@ -72,6 +72,24 @@ class FormatTest : public TaskTest {
     QBR_getnumcon(task, &n);
     return n;
   }
+  // The bound key of variable (or constraint) j and the finite bounds it has.
+  void bounds(QBRint32t j, QBRint32t bk, double bl, double bu, bool var = true) {
+    QBRint32t k;
+    double l, u;
+    ASSERT_EQ(var ? QBR_getvarbound(task, j, &k, &l, &u) : QBR_getconbound(task, j, &k, &l, &u), QBR_RES_OK);
+    EXPECT_EQ(k, bk) << j;
+    if (bk != QBR_BK_UP && bk != QBR_BK_FR) {
+      EXPECT_EQ(l, bl) << j;
+    }
+    if (bk != QBR_BK_LO && bk != QBR_BK_FR) {
+      EXPECT_EQ(u, bu) << j;
+    }
+  }
+  double aij(QBRint32t i, QBRint32t j) {
+    double v = 0;
+    QBR_getaij(task, i, j, &v);
+    return v;
+  }
   Captured log;
 };
 

@@ -117,27 +117,6 @@ class Cbf : public FormatTest {
   QBRrescode read(const std::string& text) {
     return QBR_readdata(task, write_text("in.cbf", text).c_str());
   }
-  void expect_bound(bool var, QBRint32t k, QBRint32t bk, double bl, double bu) {
-    QBRint32t got = -1;
-    double l = 0, u = 0;
-    if (var) {
-      QBR_getvarbound(task, k, &got, &l, &u);
-    } else {
-      QBR_getconbound(task, k, &got, &l, &u);
-    }
-    EXPECT_EQ(got, bk) << (var ? "variable " : "constraint ") << k;
-    if (bk != QBR_BK_FR && bk != QBR_BK_UP) {
-      EXPECT_EQ(l, bl) << k;
-    }
-    if (bk != QBR_BK_FR && bk != QBR_BK_LO) {
-      EXPECT_EQ(u, bu) << k;
-    }
-  }
-  double aij(QBRint32t i, QBRint32t j) {
-    double v = 0;
-    QBR_getaij(task, i, j, &v);
-    return v;
-  }
   // Entries (k, l, value) of the single stored matrix behind barA(i, j) or, for i < 0, barC_j.
   std::vector<std::tuple<QBRint32t, QBRint32t, double>> bar(QBRint32t i, QBRint32t j) {
     QBRint64t num = 0, sub = -1, idx = -1, n = 0;
@@ -188,11 +167,11 @@ TEST_F(Cbf, EverySectionAndDomain) {
   EXPECT_EQ(cfix, 7.25);
   EXPECT_EQ(c0, 1.0);
   EXPECT_EQ(c4, -2.5);
-  expect_bound(true, 0, QBR_BK_FR, 0, 0);
-  expect_bound(true, 1, QBR_BK_LO, 0, 0);
-  expect_bound(true, 2, QBR_BK_UP, 0, 0);
-  expect_bound(true, 3, QBR_BK_FX, 0, 0);
-  for (QBRint32t j = 4; j < 22; ++j) expect_bound(true, j, QBR_BK_FR, 0, 0);
+  bounds(0, QBR_BK_FR, 0, 0);
+  bounds(1, QBR_BK_LO, 0, 0);
+  bounds(2, QBR_BK_UP, 0, 0);
+  bounds(3, QBR_BK_FX, 0, 0);
+  for (QBRint32t j = 4; j < 22; ++j) bounds(j, QBR_BK_FR, 0, 0);
   QBRint32t type = -1;
   QBR_getvartype(task, 1, &type);
   EXPECT_EQ(type, QBR_VAR_TYPE_INT);
@@ -223,12 +202,12 @@ TEST_F(Cbf, EverySectionAndDomain) {
   }
 
   // Linear rows carry -b in their bounds; conic rows are fixed at -b with -1 on t.
-  expect_bound(false, 0, QBR_BK_LO, 1.0, 0);
-  expect_bound(false, 1, QBR_BK_UP, 0, -4.0);
-  expect_bound(false, 2, QBR_BK_FX, 0, 0);
-  expect_bound(false, 3, QBR_BK_FR, 0, 0);
-  expect_bound(false, 4, QBR_BK_FX, 0, 0);
-  expect_bound(false, 5, QBR_BK_FX, -2.0, -2.0);
+  bounds(0, QBR_BK_LO, 1.0, 0, false);
+  bounds(1, QBR_BK_UP, 0, -4.0, false);
+  bounds(2, QBR_BK_FX, 0, 0, false);
+  bounds(3, QBR_BK_FR, 0, 0, false);
+  bounds(4, QBR_BK_FX, 0, 0, false);
+  bounds(5, QBR_BK_FX, -2.0, -2.0, false);
   EXPECT_EQ(aij(0, 1), 2.0);
   EXPECT_EQ(aij(4, 16), 1.0);
   EXPECT_EQ(aij(4, 20), -1.0);
@@ -240,9 +219,9 @@ TEST_F(Cbf, EverySectionAndDomain) {
   ASSERT_EQ(nbar, 2);
   EXPECT_EQ(aij(6, 0), 1.0);
   EXPECT_EQ(aij(7, 1), 2.0);
-  expect_bound(false, 6, QBR_BK_FX, 0, 0);
-  expect_bound(false, 7, QBR_BK_FX, 0, 0);
-  expect_bound(false, 8, QBR_BK_FX, -5.0, -5.0);
+  bounds(6, QBR_BK_FX, 0, 0, false);
+  bounds(7, QBR_BK_FX, 0, 0, false);
+  bounds(8, QBR_BK_FX, -5.0, -5.0, false);
   EXPECT_EQ(bar(6, 1), (Entries{{0, 0, -1.0}}));
   EXPECT_EQ(bar(7, 1), (Entries{{1, 0, -0.5}}));
   EXPECT_EQ(bar(8, 1), (Entries{{1, 1, -1.0}}));
@@ -338,6 +317,17 @@ TEST_F(Cbf, ExtraRowsStateWhatDomainsCannot) {
   QBR_deletetask(&again);
 }
 
+// A compressed file cut short is a failed read naming the file, not a syntax error.
+TEST_F(Cbf, CompressedFileCutShortFailsAsARead) {
+  ASSERT_EQ(read(kEverything), QBR_RES_OK);
+  const std::string path = temp_path("cut.cbf.gz");
+  ASSERT_EQ(QBR_writedata(task, path.c_str()), QBR_RES_OK);
+  const std::string bytes = read_text(path);
+  write_text("cut.cbf.gz", bytes.substr(0, bytes.size() / 2));
+  EXPECT_EQ(QBR_readdata(task, path.c_str()), QBR_RES_ERR_FILE_READ);
+  EXPECT_NE(last_message().find("cut.cbf.gz"), std::string::npos) << last_message();
+}
+
 TEST_F(Cbf, QuadraticTermsAreRefused) {
   ASSERT_EQ(QBR_appendvars(task, 1), QBR_RES_OK);
   ASSERT_EQ(QBR_putqobjij(task, 0, 0, 1.0), QBR_RES_OK);
@@ -405,7 +395,7 @@ TEST_F(Cbf, EveryMalformedFileHasItsCodeAndLine) {
       {kHead + "PSDVAR\n1\n2\nOBJFCOORD\n2\n0 1 0 1.0\n0 0 1 1.0\n", QBR_RES_ERR_CBF_SYNTAX, "line 9"},
       // A short file may not declare more than it could ever hold.
       {kHead + "VAR\n2000000000 1\nF 2000000000\n", QBR_RES_ERR_CBF_INVALID_DOMAIN_DIMENSION, "line 5"},
-      {kHead + "PSDCON\n1\n100000\n", QBR_RES_ERR_CBF_INVALID_DOMAIN_DIMENSION, "line 5"},
+      {kVar2 + "PSDCON\n1\n100000\n", QBR_RES_ERR_CBF_INVALID_DOMAIN_DIMENSION, "100000 of the domain 'PSDCON' is invalid (line 8"},
   };
   for (const BadFile& want : cases) {
     SCOPED_TRACE(want.text);

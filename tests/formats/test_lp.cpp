@@ -16,23 +16,6 @@ class Lp : public FormatTest {
     std::string text = read_text(path);
     return text.substr(text.find('\n') + 1);  // without the version comment
   }
-  void bounds(QBRint32t j, QBRint32t bk, double bl, double bu, bool var = true) {
-    QBRint32t k;
-    double l, u;
-    ASSERT_EQ(var ? QBR_getvarbound(task, j, &k, &l, &u) : QBR_getconbound(task, j, &k, &l, &u), QBR_RES_OK);
-    EXPECT_EQ(k, bk) << j;
-    if (bk != QBR_BK_UP && bk != QBR_BK_FR) {
-      EXPECT_EQ(l, bl) << j;
-    }
-    if (bk != QBR_BK_LO && bk != QBR_BK_FR) {
-      EXPECT_EQ(u, bu) << j;
-    }
-  }
-  double aij(QBRint32t i, QBRint32t j) {
-    double v = 0;
-    QBR_getaij(task, i, j, &v);
-    return v;
-  }
   // Two variables x, y and n constraints, all named.
   void build(QBRint32t n) {
     ASSERT_EQ(QBR_appendvars(task, 2), QBR_RES_OK);

@@ -31,9 +31,9 @@
 // an L- row behind them. A task read from CBF is written back as the same task.
 //
 // Responses of the reader: the QBR_RES_ERR_CBF_* codes, each message with the file line;
-// declared sizes that the text read so far cannot account for (more than about 64 items
-// per byte) give QBR_RES_ERR_CBF_INVALID_DOMAIN_DIMENSION, so a short file never makes the
-// task allocate gigabytes. The writer refuses quadratic terms with
+// declared sizes that the file cannot account for (more than 2^20 items and 64 items per
+// byte of text) give QBR_RES_ERR_CBF_INVALID_DOMAIN_DIMENSION for the largest declaration,
+// before the task grows, so a short file never makes the task allocate gigabytes. The writer refuses quadratic terms with
 // QBR_RES_ERR_INVALID_FILE_FORMAT_FOR_NONLINEAR (checked by the frame).
 #pragma once
 
@@ -47,7 +47,8 @@
 
 namespace qubor::formats {
 
-QBRrescode read_cbf(task::Task& t, platform::InStream& in);
+// `name` (the file's, or "") is used in the message of a failed stream.
+QBRrescode read_cbf(task::Task& t, platform::InStream& in, const char* name);
 QBRrescode write_cbf(task::Task& t, TextWriter& out);
 
 namespace cbf {

@@ -28,9 +28,10 @@ using cbf::Domain;
 using cbf::DomainRow;
 
 // Declared items (variables, constraints, matrix entries turned into constraints) allowed
-// beyond those the text read so far can account for.
+// beyond those the text of the file can account for.
 constexpr int64_t kFreeItems = int64_t{1} << 20;
 constexpr int64_t kItemsPerByte = 64;
+constexpr int64_t kSaturated = int64_t{1} << 62;
 // Reservations made from a declared count, before the entries confirm it.
 constexpr int64_t kMaxReserve = int64_t{1} << 16;
 
@@ -114,7 +115,7 @@ int64_t triangle(int64_t d) { return d * (d + 1) / 2; }
 
 class CbfReader {
  public:
-  CbfReader(Task& t, platform::InStream& in) : t_(t), lines_(in) {}
+  CbfReader(Task& t, platform::InStream& in, const char* name) : t_(t), lines_(in), name_(name ? name : "") {}
 
   QBRrescode run() {
     QUBOR_TRY(parse());
@@ -154,10 +155,11 @@ class CbfReader {
 
   // A data line of exactly `n` fields.
   QBRrescode data_line(size_t n) {
-    if (lines_.failed()) return QBR_REPORT(t_, QBR_RES_ERR_FILE_READ, "");
-    if (!next_line() || nf_ != n) return syntax();
-    return QBR_RES_OK;
+    if (!next_line()) return lines_.failed() ? read_failure() : syntax();
+    return nf_ == n ? QBR_RES_OK : syntax();
   }
+
+  QBRrescode read_failure() { return QBR_REPORT(t_, QBR_RES_ERR_FILE_READ, name_); }
 
   QBRrescode int_field(size_t k, int64_t lo, int64_t hi, int64_t* v) {
     if (!parse_int(f_[k], v) || *v < lo || *v > hi) return syntax();
@@ -173,13 +175,16 @@ class CbfReader {
     return QBR_RES_OK;
   }
 
-  // Declared items must stay within what the text read so far accounts for.
-  QBRrescode declare(int64_t items, std::string_view what, int64_t dim) {
-    declared_ += items;
-    if (declared_ > kFreeItems + kItemsPerByte * bytes_) {
-      return QBR_REPORT(t_, QBR_RES_ERR_CBF_INVALID_DOMAIN_DIMENSION, dim, std::string(what), line());
-    }
-    return QBR_RES_OK;
+  // Declared items are counted while parsing; the file as a whole must account for them
+  // (checked before the task grows). The largest declaration is the one named.
+  void declare(int64_t items, std::string_view what, int64_t dim) {
+    declared_ = std::min(declared_ + items, kSaturated);  // items <= 2^61
+    if (items > largest_.items) largest_ = {items, dim, std::string(what), line()};
+  }
+
+  QBRrescode check_declared() {
+    if (declared_ <= kFreeItems + kItemsPerByte * bytes_) return QBR_RES_OK;
+    return QBR_REPORT(t_, QBR_RES_ERR_CBF_INVALID_DOMAIN_DIMENSION, largest_.dim, largest_.what, largest_.line);
   }
 
   // ---- Sections -----------------------------------------------------------------------------
@@ -203,7 +208,7 @@ class CbfReader {
       s = true;
       QUBOR_TRY(section(row->sec));
     }
-    if (lines_.failed()) return QBR_REPORT(t_, QBR_RES_ERR_FILE_READ, "");
+    if (lines_.failed()) return read_failure();
     if (!seen[static_cast<size_t>(Sec::kVer)]) return QBR_REPORT(t_, QBR_RES_ERR_CBF_NO_VERSION_SPECIFIED);
     if (!seen[static_cast<size_t>(Sec::kVar)] && !seen[static_cast<size_t>(Sec::kPsdVar)])
       return QBR_REPORT(t_, QBR_RES_ERR_CBF_NO_VARIABLES);
@@ -281,6 +286,7 @@ class CbfReader {
     const bool var = dims == &m_.psdvar;
     for (int64_t k = 0; k < n; ++k) {
       if (!next_line()) {
+        if (lines_.failed()) return read_failure();
         if (var) return QBR_REPORT(t_, QBR_RES_ERR_CBF_TOO_FEW_PSDVAR, static_cast<int32_t>(k), static_cast<int32_t>(n));
         return syntax();
       }
@@ -291,7 +297,7 @@ class CbfReader {
         return QBR_REPORT(t_, QBR_RES_ERR_CBF_INVALID_DOMAIN_DIMENSION, d, what, line());
       }
       // A block of the constraint side becomes d(d+1)/2 constraints.
-      if (!var) QUBOR_TRY(declare(triangle(d), what, d));
+      if (!var) declare(triangle(d), what, d);
       dims->push_back(static_cast<int32_t>(d));
     }
     return QBR_RES_OK;
@@ -354,6 +360,7 @@ class CbfReader {
     const bool con = cones == &m_.con_cones;
     for (int64_t k = 0; k < head[1]; ++k) {
       if (!next_line()) {
+        if (lines_.failed()) return read_failure();
         return QBR_REPORT(t_, QBR_RES_ERR_CBF_INVALID_NUMBER_OF_CONES, static_cast<int32_t>(k),
                           static_cast<int32_t>(head[1]));
       }
@@ -365,7 +372,7 @@ class CbfReader {
       QUBOR_TRY(domain(f_[0], invalid, dim, &c));
       // Variables, or constraints and (for conic rows) their new variables.
       const bool conic = cbf::domain_row(c.domain).cone_type >= 0;
-      QUBOR_TRY(declare(con && conic ? 2 * dim : dim, f_[0], dim));
+      declare(con && conic ? 2 * dim : dim, f_[0], dim);
       total += dim;
       if (total > head[0])
         return QBR_REPORT(t_, QBR_RES_ERR_CBF_INVALID_DIMENSION_OF_CONES, total, head[0]);
@@ -380,7 +387,10 @@ class CbfReader {
     QUBOR_TRY(counts(1, &n));
     m_.ints.reserve(static_cast<size_t>(std::min(n, kMaxReserve)));
     for (int64_t k = 0; k < n; ++k) {
-      if (!next_line()) return QBR_REPORT(t_, QBR_RES_ERR_CBF_TOO_FEW_INTS, static_cast<int32_t>(k), static_cast<int32_t>(n));
+      if (!next_line()) {
+        if (lines_.failed()) return read_failure();
+        return QBR_REPORT(t_, QBR_RES_ERR_CBF_TOO_FEW_INTS, static_cast<int32_t>(k), static_cast<int32_t>(n));
+      }
       int64_t j = 0;
       if (nf_ != 1) return QBR_REPORT(t_, QBR_RES_ERR_CBF_TOO_MANY_INTS, static_cast<int32_t>(n), line());
       if (!parse_int(f_[0], &j) || j < 0 || j >= m_.numvar)
@@ -468,6 +478,7 @@ class CbfReader {
   }
 
   QBRrescode load() {
+    QUBOR_TRY(check_declared());
     QUBOR_TRY(sort_unique(m_.obja, QBR_RES_ERR_CBF_DUPLICATE_OBJACOORD, false));
     QUBOR_TRY(sort_unique(m_.a, QBR_RES_ERR_CBF_DUPLICATE_ACOORD, false));
     QUBOR_TRY(sort_unique(m_.b, QBR_RES_ERR_CBF_DUPLICATE_BCOORD, false));
@@ -653,15 +664,21 @@ class CbfReader {
   Task& t_;
   QBRtask_t h_ = nullptr;
   LineReader lines_;
+  const char* name_;
   std::array<std::string_view, 6> f_;
   size_t nf_ = 0;
   int64_t bytes_ = 0, declared_ = 0;
+  struct Declaration {
+    int64_t items = 0, dim = 0;
+    std::string what;
+    int32_t line = 0;
+  } largest_;
   Model m_;
   std::vector<int64_t> psdcon_offset_;
 };
 
 }  // namespace
 
-QBRrescode read_cbf(Task& t, platform::InStream& in) { return CbfReader(t, in).run(); }
+QBRrescode read_cbf(Task& t, platform::InStream& in, const char* name) { return CbfReader(t, in, name).run(); }
 
 }  // namespace qubor::formats

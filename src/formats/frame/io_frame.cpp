@@ -111,7 +111,7 @@ QBRrescode dispatch_read(Task& t, platform::InStream& in, int32_t format, const 
     case QBR_DATA_FORMAT_LP:
       return read_lp(t, in, name);
     case QBR_DATA_FORMAT_CB:
-      return read_cbf(t, in);
+      return read_cbf(t, in, name);
     default:
       // PTF is read only from a string; OPF, task and JSON task readers are not part of
       // this library yet.
