@@ -149,14 +149,7 @@ class Iteration {
     for (const auto& c : cones_) c->schur_terms(schur_);
     return schur_.factor(delta_) == linalg::Status::kOk;
   }
-  bool msolve(Vec& r) {
-    auto apply = [this](const Vec& v, Vec& out) {
-      at_mul(v, ap_n_);
-      hinv(ap_n_, ap_n2_);
-      a_mul(ap_n2_, out);
-    };
-    return schur_.solve(r, opt_.max_num_refinement_steps, apply) == linalg::Status::kOk;
-  }
+  bool msolve(Vec& r) { return schur_.solve(r, opt_.max_num_refinement_steps) == linalg::Status::kOk; }
   // The search direction for the right-hand sides (see the file comment of conic_solver.h).
   bool direction(double eta, const Vec& rc, double r5, Direction& d) {
     for (const auto& c : cones_) c->divide_lambda(rc.data(), t1_.data());
@@ -225,7 +218,7 @@ class Iteration {
   Vec rp_, rd_;
   double rg_ = 0.0, cx_ = 0.0, by_ = 0.0, mu_ = 0.0, den_ = 1.0;
   double norm_b_ = 0.0, norm_c_ = 0.0;
-  Vec lam_, p_, xp_, q_, h_, t1_, t2_, rc_, tmp_m_, tmp_n_, ap_n_, ap_n2_;
+  Vec lam_, p_, xp_, q_, h_, t1_, t2_, rc_, tmp_m_, tmp_n_;
   Direction aff_, dir_;
   // Best iterate by the merit of infeasibility and gap, restored after a failed end.
   Vec bx_, bs_, by2_;
@@ -241,7 +234,7 @@ void Iteration::run(ConicResult& r) {
     c->identity(s_.data());
   }
   for (Vec* v : {&rp_, &p_, &q_, &tmp_m_}) v->assign(m_, 0.0);
-  for (Vec* v : {&rd_, &lam_, &xp_, &h_, &t1_, &t2_, &rc_, &tmp_n_, &ap_n_, &ap_n2_}) v->assign(n_, 0.0);
+  for (Vec* v : {&rd_, &lam_, &xp_, &h_, &t1_, &t2_, &rc_, &tmp_n_}) v->assign(n_, 0.0);
   resize(aff_);
   resize(dir_);
   norm_b_ = inf_norm(f_.b);

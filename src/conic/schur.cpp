@@ -346,6 +346,7 @@ Status SchurSystem::factor(double delta) {
       mval_[static_cast<size_t>(p)] *= sc * dscale_[static_cast<size_t>(rowind_[static_cast<size_t>(p)])];
     mval_[static_cast<size_t>(colptr_[static_cast<size_t>(c)])] += delta;
   }
+  delta_ = delta;
   Status st = chol_->factor(mval_.data());
   if (st != Status::kOk) return st;
   // Woodbury: Y = M_s^{-1} Z, small = diag(1 / coef) + Z'Y, factored by LU.
@@ -389,14 +390,39 @@ Status SchurSystem::solve_once(double* r) {
   return Status::kOk;
 }
 
-Status SchurSystem::solve(std::vector<double>& r,
-                          int32_t max_refine,
-                          const std::function<void(const std::vector<double>&, std::vector<double>&)>& apply) {
+void SchurSystem::multiply(const std::vector<double>& x, std::vector<double>& y) {
+  const size_t m = static_cast<size_t>(m_);
+  // M = S^{-1} (mval - delta I) S^{-1} with the scaled values kept from factor().
+  tmp2_.resize(m);
+  for (size_t i = 0; i < m; ++i) tmp2_[i] = x[i] / dscale_[i];
+  y.assign(m, 0.0);
+  for (size_t c = 0; c < m; ++c) {
+    const int64_t b = colptr_[c], e = colptr_[c + 1];
+    double acc = (mval_[static_cast<size_t>(b)] - delta_) * tmp2_[c];
+    for (int64_t p = b + 1; p < e; ++p) {
+      const size_t r = static_cast<size_t>(rowind_[static_cast<size_t>(p)]);
+      const double v = mval_[static_cast<size_t>(p)];
+      y[r] += v * tmp2_[c];
+      acc += v * tmp2_[r];
+    }
+    y[c] += acc;
+  }
+  for (size_t i = 0; i < m; ++i) y[i] /= dscale_[i];
+  const size_t k = lr_coef_.size();
+  if (k == 0) return;
+  tmp_.assign(k, 0.0);
+  linalg::dense::gemv(stats_, true, m_, static_cast<int>(k), 1.0, lr_z_.data(), m_, x.data(), 0.0, tmp_.data());
+  for (size_t a = 0; a < k; ++a) tmp_[a] *= lr_coef_[a];
+  linalg::dense::gemv(stats_, false, m_, static_cast<int>(k), 1.0, lr_z_.data(), m_, tmp_.data(), 1.0, y.data());
+}
+
+Status SchurSystem::solve(std::vector<double>& r, int32_t max_refine) {
+  const auto apply = [this](const std::vector<double>& x, std::vector<double>& y) { multiply(x, y); };
   const size_t m = static_cast<size_t>(m_);
   work_.assign(r.begin(), r.end());  // the right-hand side
   Status st = solve_once(r.data());
   if (st != Status::kOk) return st;
-  if (max_refine == 0 || !apply) return Status::kOk;
+  if (max_refine == 0) return Status::kOk;
   double rnorm = 0.0;
   for (double v : work_) rnorm = std::max(rnorm, std::fabs(v));
   if (rnorm == 0.0) return Status::kOk;

@@ -13,11 +13,11 @@
 // identity with a small dense factor, so that a long cone does not make M dense.
 //
 // M is assembled column by column through a dense accumulator and factored by the sparse
-// Cholesky module; solve() refines against the exact operator that the caller supplies.
+// Cholesky module; solve() refines against the assembled M, whose product costs nnz(M)
+// where the operator A H^{-1} A' would cost O(d^3) per semidefinite block.
 #pragma once
 
 #include <cstdint>
-#include <functional>
 #include <memory>
 #include <vector>
 
@@ -46,9 +46,10 @@ class SchurSystem final : public SchurTerms {
 
   // Assembles and factors M, scaled to a unit diagonal, plus delta on that diagonal.
   linalg::Status factor(double delta);
-  // Solves M x = r in place; `apply` computes out = A H^{-1} A' in exactly (for refinement).
-  linalg::Status solve(std::vector<double>& r, int32_t max_refine,
-                       const std::function<void(const std::vector<double>&, std::vector<double>&)>& apply);
+  // Solves M x = r in place, refined against the assembled M (max_refine < 0: automatic).
+  linalg::Status solve(std::vector<double>& r, int32_t max_refine);
+  // y = M x with the assembled M (sparse part and low-rank terms, without regularization).
+  void multiply(const std::vector<double>& x, std::vector<double>& y);
 
   int64_t nnz_m() const { return static_cast<int64_t>(rowind_.size()); }
   int32_t num_lowrank() const { return static_cast<int32_t>(lr_coef_.size()); }
@@ -100,7 +101,8 @@ class SchurSystem final : public SchurTerms {
   std::vector<double> mval_;
   std::unique_ptr<linalg::SparseCholesky> chol_ = std::make_unique<linalg::SparseCholesky>();
   std::vector<double> acc_, work_, res_, best_, tmp_;
-  std::vector<double> dscale_;          // M_s = D^{-1/2} (factored) D^{-1/2}
+  std::vector<double> dscale_, tmp2_;   // M_s = S^{-1} (factored - delta I) S^{-1}
+  double delta_ = 0.0;
   double setup_time_ = 0.0, psd_flops_ = 0.0;
   linalg::DenseStats stats_;
 };
