@@ -16,6 +16,11 @@ namespace {
 using interior::Termination;
 using Vec = std::vector<double>;
 
+// A stall: this many consecutive steps shorter than kShortStep (once the directions have lost
+// their accuracy the steps fall to 1e-4 and below and the iterate no longer moves).
+constexpr int32_t kStallSteps = 4;
+constexpr double kShortStep = 1e-3;
+
 double inf_norm(const Vec& v) {
   double r = 0.0;
   for (double x : v) r = std::max(r, std::fabs(x));
@@ -105,7 +110,8 @@ class Iteration {
     rg_ = kappa_ + cx_ - by_;
     mu_ = (dot(x_, s_) + tau_ * kappa_) / (nu_ + 1.0);
   }
-  interior::TerminationInput termination_input() {
+  // `terms`: the primal tolerance also scales with the terms of A x (the test after a stall).
+  interior::TerminationInput termination_input(bool terms) {
     interior::TerminationInput in;
     in.pfeasf = inf_norm(rp_);
     in.dfeasf = inf_norm(rd_);
@@ -121,15 +127,18 @@ class Iteration {
     in.norm_bound = 0.0;
     in.norm_obj = norm_c_;
     in.norm_rhs = norm_b_;
-    // Primal feasibility is measured against the data and against the size of the terms
-    // that cancel in A x (max_i sum_j |a_ij x_j| / tau): a solution of large norm cannot be
-    // computed to a residual below that size times the machine precision.
-    std::fill(tmp_m_.begin(), tmp_m_.end(), 0.0);
-    for (size_t j = 0; j < n_; ++j)
-      for (int64_t q = f_.col_ptr[j]; q < f_.col_ptr[j + 1]; ++q)
-        tmp_m_[static_cast<size_t>(f_.row_idx[static_cast<size_t>(q)])] += std::fabs(f_.values[static_cast<size_t>(q)] * x_[j]);
-    in.primal_norm = std::max(norm_b_, inf_norm(tmp_m_) / tau_);
+    in.primal_norm = norm_b_;
     in.dual_norm = norm_c_;
+    if (terms) {
+      // Primal feasibility against the size of the terms that cancel in A x as well
+      // (max_i sum_j |a_ij x_j| / tau): a solution of large norm cannot be computed to a
+      // residual below that size times the machine precision.
+      std::fill(tmp_m_.begin(), tmp_m_.end(), 0.0);
+      for (size_t j = 0; j < n_; ++j)
+        for (int64_t q = f_.col_ptr[j]; q < f_.col_ptr[j + 1]; ++q)
+          tmp_m_[static_cast<size_t>(f_.row_idx[static_cast<size_t>(q)])] += std::fabs(f_.values[static_cast<size_t>(q)] * x_[j]);
+      in.primal_norm = std::max(norm_b_, inf_norm(tmp_m_) / tau_);
+    }
     in.tau = tau_;
     in.tolrpf = opt_.tol_pfeas;
     in.tolrdf = opt_.tol_dfeas;
@@ -137,9 +146,10 @@ class Iteration {
     in.eps = opt_.tol_infeas;
     return in;
   }
-  // scale > 1 multiplies the feasibility and gap tolerances (the near-optimal test).
+  // scale > 1 multiplies the feasibility and gap tolerances (the near-optimal test after a
+  // stall, which also measures primal feasibility against the terms of A x).
   interior::TerminationOutcome test(int32_t g, int32_t r, double scale = 1.0) {
-    interior::TerminationInput in = termination_input();
+    interior::TerminationInput in = termination_input(scale > 1.0);
     in.tolrpf *= scale;
     in.tolrdf *= scale;
     in.tolrgap *= scale;
@@ -260,7 +270,7 @@ void Iteration::run(ConicResult& r) {
     }
     trm = interior::run_limit(opt_, it, t0_);
     if (trm != Termination::kNormal) break;
-    if (short_steps >= 5 || (it > 0 && mu_ < 1e-300)) {
+    if (short_steps >= kStallSteps || (it > 0 && mu_ < 1e-300)) {
       linalg::log_printf(sink_, 1, "The optimizer is stalled with tau: %e and kappa: %e.\n", tau_, kappa_);
       trm = Termination::kStalled;
       break;
@@ -317,7 +327,7 @@ void Iteration::run(ConicResult& r) {
       trm = Termination::kNumericalInstability;
       break;
     }
-    short_steps = alpha < std::max(opt_.tol_step_size, 1e-8) ? short_steps + 1 : 0;
+    short_steps = alpha < std::max(opt_.tol_step_size, kShortStep) ? short_steps + 1 : 0;
     last_alpha = alpha;
     for (size_t j = 0; j < n_; ++j) {
       x_[j] += alpha * dir_.dx[j];
