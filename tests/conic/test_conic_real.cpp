@@ -74,6 +74,28 @@ INSTANTIATE_TEST_SUITE_P(Instances, Sdplib,
                                            Instance{"mcp100", 226.1574, 1e-6}),
                          [](const ::testing::TestParamInfo<Instance>& i) { return std::string(i.param.name); });
 
+class Dimacs : public ::testing::TestWithParam<Instance> {};
+
+// Second-order cone instances read from CBF; a reference of 0 marks an infeasible instance,
+// which must end with a primal infeasibility certificate.
+TEST_P(Dimacs, ReachesTheReferenceOrCertifies) {
+  const std::string path = std::string(QUBOR_DATA_DIR) + "/dimacs/" + GetParam().name + ".cbf.gz";
+  if (!have(path)) GTEST_SKIP() << "no " << path;
+  const Outcome r = solve_file(path, QBR_OPTIMIZER_CONIC, false);
+  if (GetParam().reference == 0.0) {
+    EXPECT_EQ(r.solsta, QBR_SOL_STA_PRIM_INFEAS_CER);
+    return;
+  }
+  EXPECT_EQ(r.solsta, QBR_SOL_STA_OPTIMAL);
+  const double ref = GetParam().reference;
+  EXPECT_NEAR(r.pobj, ref, GetParam().rtol * std::max(1.0, std::fabs(ref)));
+}
+
+INSTANTIATE_TEST_SUITE_P(Instances, Dimacs,
+                         ::testing::Values(Instance{"nql30", -0.946, 1e-3}, Instance{"qssp30", -6.4966749, 1e-6},
+                                           Instance{"filtinf1", 0.0, 0.0}),
+                         [](const ::testing::TestParamInfo<Instance>& i) { return std::string(i.param.name); });
+
 TEST(ConicReal, LinearModelMatchesTheLinearOptimizer) {
   const std::string path = std::string(QUBOR_EXAMPLES_DIR) + "/afiro.mps";
   const Outcome conic = solve_file(path, QBR_OPTIMIZER_CONIC, false);
