@@ -244,20 +244,34 @@ void SchurSystem::psd_block(int32_t kb, std::vector<double>& out) {
             set.push_back(x);
           }
       const size_t np = set.size();
-      // T' (d x np) and W(:, P) (d x np).
-      std::fill(tt.begin(), tt.begin() + static_cast<int64_t>(np * static_cast<size_t>(d)), 0.0);
+      // T' = W A_i(:, P) (d x np) and W(:, P) (d x np). A_i with many entries per column goes
+      // through a dense copy of its columns P and one BLAS-3 product; a sparse one is
+      // accumulated column by column.
+      const size_t dnp = np * static_cast<size_t>(d);
+      std::fill(tt.begin(), tt.begin() + static_cast<int64_t>(dnp), 0.0);
       for (size_t a = 0; a < np; ++a)
         std::copy(w + static_cast<size_t>(set[a]) * d, w + static_cast<size_t>(set[a] + 1) * d, ws.data() + a * d);
-      for (int64_t q = eb; q < ee; ++q) {
-        const int32_t r = f.psd_r[static_cast<size_t>(q)], c = f.psd_c[static_cast<size_t>(q)];
-        const double v = f.psd_v[static_cast<size_t>(q)];
-        double* tr = tt.data() + static_cast<size_t>(idx[static_cast<size_t>(r)]) * d;
-        const double* wc = w + static_cast<size_t>(c) * d;
-        for (int32_t s = 0; s < d; ++s) tr[s] += v * wc[s];
-        if (r != c) {
-          double* tc = tt.data() + static_cast<size_t>(idx[static_cast<size_t>(c)]) * d;
-          const double* wr = w + static_cast<size_t>(r) * d;
-          for (int32_t s = 0; s < d; ++s) tc[s] += v * wr[s];
+      if (ee - eb > 8 * static_cast<int64_t>(np)) {
+        std::fill(g.begin(), g.begin() + static_cast<int64_t>(dnp), 0.0);
+        for (int64_t q = eb; q < ee; ++q) {
+          const int32_t r = f.psd_r[static_cast<size_t>(q)], c = f.psd_c[static_cast<size_t>(q)];
+          const double v = f.psd_v[static_cast<size_t>(q)];
+          g[static_cast<size_t>(r) + static_cast<size_t>(idx[static_cast<size_t>(c)]) * d] += v;
+          if (r != c) g[static_cast<size_t>(c) + static_cast<size_t>(idx[static_cast<size_t>(r)]) * d] += v;
+        }
+        linalg::dense::gemm_nn(st, d, static_cast<int>(np), d, 1.0, w, d, g.data(), d, 0.0, tt.data(), d);
+      } else {
+        for (int64_t q = eb; q < ee; ++q) {
+          const int32_t r = f.psd_r[static_cast<size_t>(q)], c = f.psd_c[static_cast<size_t>(q)];
+          const double v = f.psd_v[static_cast<size_t>(q)];
+          double* tr = tt.data() + static_cast<size_t>(idx[static_cast<size_t>(r)]) * d;
+          const double* wc = w + static_cast<size_t>(c) * d;
+          for (int32_t s = 0; s < d; ++s) tr[s] += v * wc[s];
+          if (r != c) {
+            double* tc = tt.data() + static_cast<size_t>(idx[static_cast<size_t>(c)]) * d;
+            const double* wr = w + static_cast<size_t>(r) * d;
+            for (int32_t s = 0; s < d; ++s) tc[s] += v * wr[s];
+          }
         }
       }
       for (int32_t x : set) idx[static_cast<size_t>(x)] = -1;
