@@ -46,7 +46,6 @@ class Builder {
       for (int64_t q = b; q < e; ++q) cone_col_of[static_cast<size_t>(p_.cone_mem[static_cast<size_t>(q)])] = next_cone_col++;
       if (type == static_cast<int32_t>(ConeType::kRQuad)) rot_first_.push_back(next_cone_col - static_cast<int32_t>(e - b));
     }
-    const int32_t num_soc_cols = next_cone_col;
     for (int32_t d : p_.bar_dim) {
       bar_first_.push_back(next_cone_col);
       next_cone_col += static_cast<int32_t>(svec_len(d));
@@ -80,7 +79,7 @@ class Builder {
     }
     f_.obj_const += lp.cfix;
     add_matrix_terms();
-    finish(num_soc_cols);
+    finish();
     return true;
   }
 
@@ -286,7 +285,7 @@ class Builder {
     }
   }
   // Final numbering, rotation of the rotated cones' leading pairs, CSC.
-  void finish(int32_t num_soc_cols) {
+  void finish() {
     f_.layout.num_nonneg = num_lin_;
     f_.n = num_lin_ + static_cast<int32_t>(cone_c_.size());
     auto final_col = [&](int32_t col) { return col >= 0 ? col : num_lin_ + (-1 - col); };
@@ -319,7 +318,6 @@ class Builder {
       trip_[k] = {t.row, p, t.v / kSqrt2};
       trip_.push_back({t.row, p + 1, first ? t.v / kSqrt2 : -t.v / kSqrt2});
     }
-    (void)num_soc_cols;
     // CSC with duplicates summed.
     std::vector<int64_t> cnt(static_cast<size_t>(f_.n) + 1, 0);
     for (const Triplet& t : trip_) ++cnt[static_cast<size_t>(t.col) + 1];

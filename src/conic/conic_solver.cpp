@@ -253,7 +253,6 @@ void Iteration::run(ConicResult& r) {
   Termination trm = Termination::kNormal;
   interior::TerminationOutcome pass;
   int32_t it = 0, short_steps = 0;
-  double last_alpha = 1.0;
   for (;; ++it) {
     residuals();
     log_line(it);
@@ -328,7 +327,6 @@ void Iteration::run(ConicResult& r) {
       break;
     }
     short_steps = alpha < std::max(opt_.tol_step_size, kShortStep) ? short_steps + 1 : 0;
-    last_alpha = alpha;
     for (size_t j = 0; j < n_; ++j) {
       x_[j] += alpha * dir_.dx[j];
       s_[j] += alpha * dir_.ds[j];
@@ -338,7 +336,6 @@ void Iteration::run(ConicResult& r) {
     kappa_ += alpha * dir_.dkappa;
     linalg::log_printf(sink_, 3, "sigma: %e aalpha: %e alpha: %e\n", sigma, aalpha, alpha);
   }
-  (void)last_alpha;
   if (!pass.passed && trm != Termination::kUserCallback && trm != Termination::kMaxTime &&
       trm != Termination::kMaxIterations) {
     // The tolerances times the near-optimal factor: such a point is reported as a solution
