@@ -140,10 +140,7 @@ class Iteration {
       in.primal_norm = std::max(norm_b_, inf_norm(tmp_m_) / tau_);
     }
     in.tau = tau_;
-    in.tolrpf = opt_.tol_pfeas;
-    in.tolrdf = opt_.tol_dfeas;
-    in.tolrgap = opt_.tol_rel_gap;
-    in.eps = opt_.tol_infeas;
+    interior::set_tolerances(opt_, in);
     return in;
   }
   // scale > 1 multiplies the feasibility and gap tolerances (the near-optimal test after a
@@ -228,7 +225,7 @@ class Iteration {
   Vec rp_, rd_;
   double rg_ = 0.0, cx_ = 0.0, by_ = 0.0, mu_ = 0.0, den_ = 1.0;
   double norm_b_ = 0.0, norm_c_ = 0.0;
-  Vec lam_, p_, xp_, q_, h_, t1_, t2_, rc_, tmp_m_, tmp_n_;
+  Vec lam_, ll_, p_, xp_, q_, h_, t1_, t2_, rc_, tmp_m_, tmp_n_;
   Direction aff_, dir_;
   // Best iterate by the merit of infeasibility and gap, restored after a failed end.
   Vec bx_, bs_, by2_;
@@ -244,7 +241,7 @@ void Iteration::run(ConicResult& r) {
     c->identity(s_.data());
   }
   for (Vec* v : {&rp_, &p_, &q_, &tmp_m_}) v->assign(m_, 0.0);
-  for (Vec* v : {&rd_, &lam_, &xp_, &h_, &t1_, &t2_, &rc_, &tmp_n_}) v->assign(n_, 0.0);
+  for (Vec* v : {&rd_, &lam_, &ll_, &xp_, &h_, &t1_, &t2_, &rc_, &tmp_n_}) v->assign(n_, 0.0);
   resize(aff_);
   resize(dir_);
   norm_b_ = inf_norm(f_.b);
@@ -299,9 +296,9 @@ void Iteration::run(ConicResult& r) {
     hinv(t1_, xp_);
     den_ = dot(f_.b, p_) - dot(f_.c, xp_) + kappa_ / tau_;
     for (const auto& c : cones_) c->lambda(lam_.data());
+    for (const auto& c : cones_) c->jordan(lam_.data(), lam_.data(), ll_.data());
     // Predictor.
-    for (const auto& c : cones_) c->jordan(lam_.data(), lam_.data(), rc_.data());
-    for (double& v : rc_) v = -v;
+    for (size_t j = 0; j < n_; ++j) rc_[j] = -ll_[j];
     if (!direction(1.0, rc_, -tau_ * kappa_, aff_)) {
       linalg::log_printf(sink_, 1, "%d: Search direction computation failed\n", it);
       trm = Termination::kNumericalInstability;
@@ -311,8 +308,7 @@ void Iteration::run(ConicResult& r) {
     const double sigma = std::clamp(std::pow(1.0 - aalpha, 3.0), 0.0, 1.0);
     // Corrector: centring plus the second-order term.
     for (const auto& c : cones_) c->jordan(aff_.wdx.data(), aff_.wds.data(), t1_.data());
-    for (const auto& c : cones_) c->jordan(lam_.data(), lam_.data(), rc_.data());
-    for (size_t j = 0; j < n_; ++j) rc_[j] = -rc_[j] - t1_[j];
+    for (size_t j = 0; j < n_; ++j) rc_[j] = -ll_[j] - t1_[j];
     for (const auto& c : cones_) c->add_identity(rc_.data(), sigma * mu_);
     const double r5 = -tau_ * kappa_ - aff_.dtau * aff_.dkappa + sigma * mu_;
     if (!direction(1.0 - sigma, rc_, r5, dir_)) {

@@ -111,6 +111,18 @@ Status SchurSystem::setup(const ConicForm& f, const Setup& opt) {
   // Semidefinite blocks.
   psd_w_.assign(nb, nullptr);
   psd_m_.assign(nb, std::vector<double>());
+  // Per-thread workspaces of the semidefinite Schur rows, sized for the largest block.
+  int32_t dmax = 0;
+  for (int32_t d : f.layout.psd_dim) dmax = std::max(dmax, d);
+  const size_t dd = static_cast<size_t>(dmax) * static_cast<size_t>(dmax);
+  psd_work_.assign(nb > 0 ? static_cast<size_t>(std::max(1, opt.num_threads)) : 0, PsdWork());
+  for (PsdWork& pw : psd_work_) {
+    pw.tt.assign(dd, 0.0);
+    pw.ws.assign(dd, 0.0);
+    pw.g.assign(dd, 0.0);
+    pw.idx.assign(static_cast<size_t>(dmax), -1);
+    pw.set.reserve(static_cast<size_t>(dmax));
+  }
   psd_ent_total_.assign(f.psd_rows.size() + 1, 0);
   for (size_t k = 0; k < nb; ++k) {
     const int64_t b = f.psd_row_ptr[k], e = f.psd_row_ptr[k + 1];
@@ -225,12 +237,15 @@ void SchurSystem::psd_block(int32_t kb, std::vector<double>& out) {
   const int64_t b = f.psd_row_ptr[k], e = f.psd_row_ptr[k + 1];
   const int64_t mb = e - b;
   std::fill(out.begin(), out.end(), 0.0);
-  const size_t dd = static_cast<size_t>(d) * static_cast<size_t>(d);
   double flops = 0.0;
 #pragma omp parallel num_threads(std::max(1, opt_.num_threads)) reduction(+ : flops)
   {
-    std::vector<double> tt(dd), ws(dd), g(dd);
-    std::vector<int32_t> idx(static_cast<size_t>(d), -1), set;
+    PsdWork& pw = psd_work_[static_cast<size_t>(omp_get_thread_num())];
+    std::vector<double>& tt = pw.tt;
+    std::vector<double>& ws = pw.ws;
+    std::vector<double>& g = pw.g;
+    std::vector<int32_t>& idx = pw.idx;
+    std::vector<int32_t>& set = pw.set;
     linalg::DenseStats st;
 #pragma omp for schedule(dynamic, 1)
     for (int64_t i = 0; i < mb; ++i) {

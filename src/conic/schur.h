@@ -92,6 +92,11 @@ class SchurSystem final : public SchurTerms {
   std::vector<const double*> psd_w_;
   std::vector<std::vector<double>> psd_m_;
   std::vector<int64_t> psd_ent_total_;  // entries of the block's rows from slot p to the end
+  struct PsdWork {                      // one per thread: T', W(:, P), G; P and its positions
+    std::vector<double> tt, ws, g;
+    std::vector<int32_t> idx, set;
+  };
+  std::vector<PsdWork> psd_work_;
   // Low-rank part Z diag(coef) Z' (long cones), Z column-major m x k.
   std::vector<double> lr_z_, lr_coef_, lr_y_, lr_small_;
   std::vector<int32_t> lr_piv_;

@@ -48,28 +48,11 @@ void snapshot_conic(const task::Task& t, conic::ConicProblem& p) {
 }
 
 void store_solution(task::Task& t, const conic::ConicProblem& p, const conic::ConicResult& r) {
-  task::Solution& s = t.solutions.create(t.problem, QBR_SOL_ITR);
-  s.prosta = public_problem_status(r.problem_status);
-  s.solsta = public_solution_status(r.solution_status);
-  const double sigma = t.problem.obj_sense == QBR_OBJECTIVE_SENSE_MAXIMIZE ? -1.0 : 1.0;
   const conic::ConicSolution& c = r.sol;
-  const bool keys = s.solsta == QBR_SOL_STA_OPTIMAL || s.solsta == QBR_SOL_STA_PRIM_FEAS || s.solsta == QBR_SOL_STA_DUAL_FEAS;
-  for (size_t j = 0; j < static_cast<size_t>(p.lp.num_col); ++j) {
-    s.xx[j] = c.xx[j];
-    s.slx[j] = sigma * c.slx[j];
-    s.sux[j] = sigma * c.sux[j];
-    s.snx[j] = sigma * c.snx[j];
-    s.skx[j] = keys ? intpnt_status_key(t.problem.var_bounds.bk[j], p.lp.col_lo[j], p.lp.col_up[j], c.xx[j], c.slx[j], c.sux[j])
-                    : QBR_SK_UNK;
-  }
-  for (size_t i = 0; i < static_cast<size_t>(p.lp.num_row); ++i) {
-    s.xc[i] = c.xc[i];
-    s.y[i] = sigma * c.y[i];
-    s.slc[i] = sigma * c.slc[i];
-    s.suc[i] = sigma * c.suc[i];
-    s.skc[i] = keys ? intpnt_status_key(t.problem.con_bounds.bk[i], p.lp.row_lo[i], p.lp.row_up[i], c.xc[i], c.slc[i], c.suc[i])
-                    : QBR_SK_UNK;
-  }
+  task::Solution& s = store_intpnt_solution(
+      t, p.lp, r.problem_status, r.solution_status,
+      {c.xx.data(), c.xc.data(), c.y.data(), c.slc.data(), c.suc.data(), c.slx.data(), c.sux.data(), c.snx.data()});
+  const double sigma = t.problem.obj_sense == QBR_OBJECTIVE_SENSE_MAXIMIZE ? -1.0 : 1.0;
   for (size_t q = 0; q < c.barx.size() && q < s.barx.size(); ++q) {
     s.barx[q] = c.barx[q];
     s.bars[q] = sigma * c.bars[q];

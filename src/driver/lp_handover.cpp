@@ -55,37 +55,35 @@ int32_t intpnt_status_key(int32_t bk, double lo, double up, double val, double s
   return QBR_SK_BAS;
 }
 
-namespace {
-
-void store_solution(task::Task& t, const interior::LpProblem& lp, const interior::IpResult& r) {
+task::Solution& store_intpnt_solution(task::Task& t, const interior::LpProblem& lp, interior::ProblemStatus prosta,
+                                      interior::SolutionStatus solsta, const IntpntVectors& v) {
   task::Solution& s = t.solutions.create(t.problem, QBR_SOL_ITR);
-  s.prosta = public_problem_status(r.problem_status);
-  s.solsta = public_solution_status(r.solution_status);
+  s.prosta = public_problem_status(prosta);
+  s.solsta = public_solution_status(solsta);
   const double sigma = t.problem.obj_sense == QBR_OBJECTIVE_SENSE_MAXIMIZE ? -1.0 : 1.0;
   const size_t n = static_cast<size_t>(lp.num_col), m = static_cast<size_t>(lp.num_row);
   const bool keys = s.solsta == QBR_SOL_STA_OPTIMAL || s.solsta == QBR_SOL_STA_PRIM_FEAS ||
                     s.solsta == QBR_SOL_STA_DUAL_FEAS;
   for (size_t j = 0; j < n; ++j) {
-    s.xx[j] = r.x[j];
-    s.slx[j] = sigma * r.slx[j];
-    s.sux[j] = sigma * r.sux[j];
-    s.snx[j] = 0.0;
-    s.skx[j] = keys ? intpnt_status_key(t.problem.var_bounds.bk[j], lp.col_lo[j], lp.col_up[j], r.x[j],
-                                 r.slx[j], r.sux[j])
+    s.xx[j] = v.x[j];
+    s.slx[j] = sigma * v.slx[j];
+    s.sux[j] = sigma * v.sux[j];
+    s.snx[j] = v.snx ? sigma * v.snx[j] : 0.0;
+    s.skx[j] = keys ? intpnt_status_key(t.problem.var_bounds.bk[j], lp.col_lo[j], lp.col_up[j], v.x[j],
+                                 v.slx[j], v.sux[j])
                     : QBR_SK_UNK;
   }
   for (size_t i = 0; i < m; ++i) {
-    s.xc[i] = r.xc[i];
-    s.y[i] = sigma * r.y[i];
-    s.slc[i] = sigma * r.slc[i];
-    s.suc[i] = sigma * r.suc[i];
-    s.skc[i] = keys ? intpnt_status_key(t.problem.con_bounds.bk[i], lp.row_lo[i], lp.row_up[i], r.xc[i],
-                                 r.slc[i], r.suc[i])
+    s.xc[i] = v.xc[i];
+    s.y[i] = sigma * v.y[i];
+    s.slc[i] = sigma * v.slc[i];
+    s.suc[i] = sigma * v.suc[i];
+    s.skc[i] = keys ? intpnt_status_key(t.problem.con_bounds.bk[i], lp.row_lo[i], lp.row_up[i], v.xc[i],
+                                 v.slc[i], v.suc[i])
                     : QBR_SK_UNK;
   }
+  return s;
 }
-
-}  // namespace
 
 void snapshot_lp(const task::Task& t, interior::LpProblem& lp) {
   const task::Problem& p = t.problem;
@@ -179,7 +177,10 @@ QBRrescode run_linear_intpnt(task::Task& t) {
                      static_cast<int>(r.termination));
   store_intpnt_information(t, r, r.primal_obj, r.dual_obj);
   if (r.termination == interior::Termination::kOutOfSpace) return QBR_REPORT(t, QBR_RES_ERR_SPACE);
-  if (r.termination != interior::Termination::kModelError) store_solution(t, lp, r);
+  if (r.termination != interior::Termination::kModelError)
+    store_intpnt_solution(t, lp, r.problem_status, r.solution_status,
+                          {r.x.data(), r.xc.data(), r.y.data(), r.slc.data(), r.suc.data(), r.slx.data(),
+                           r.sux.data(), nullptr});
   if (basis_wanted)
     linalg::log_printf(&opt.log, 1,
                        "Basis identification is not available yet; the interior-point solution "

@@ -21,6 +21,17 @@ int32_t intpnt_thread_count(const task::Task& t);
 // Interior-point status key of an item from its bound key, bounds, value and bound duals.
 int32_t intpnt_status_key(int32_t bk, double lo, double up, double val, double sl, double su);
 
+// The values of an interior-point result in the task's form (minimization signs); snx may be
+// null (no cones).
+struct IntpntVectors {
+  const double *x, *xc, *y, *slc, *suc, *slx, *sux, *snx;
+};
+
+// Defines the interior-point solution item from a result: statuses, values with the duals in
+// the task's sense, and status keys when the result is a solution. Returns the item.
+task::Solution& store_intpnt_solution(task::Task& t, const interior::LpProblem& lp, interior::ProblemStatus prosta,
+                                      interior::SolutionStatus solsta, const IntpntVectors& v);
+
 // The interior-point information items of a run (linear or conic result), objectives in the
 // optimizer's minimization sense.
 template <class Result>

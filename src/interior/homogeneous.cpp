@@ -152,10 +152,7 @@ TerminationInput HomogeneousSolver::termination_input() const {
   in.primal_norm = std::max(norm_b_, norm_u_);
   in.dual_norm = norm_c_;
   in.tau = tau_;
-  in.tolrpf = opt_.tol_pfeas;
-  in.tolrdf = opt_.tol_dfeas;
-  in.tolrgap = opt_.tol_rel_gap;
-  in.eps = opt_.tol_infeas;
+  set_tolerances(opt_, in);
   return in;
 }
 

@@ -17,6 +17,13 @@ double relax_ratio(double ratio, int32_t r) {
 
 }  // namespace
 
+void set_tolerances(const IpOptions& opt, TerminationInput& in) {
+  in.tolrpf = opt.tol_pfeas;
+  in.tolrdf = opt.tol_dfeas;
+  in.tolrgap = opt.tol_rel_gap;
+  in.eps = opt.tol_infeas;
+}
+
 Termination run_limit(const IpOptions& opt, int32_t iter, double start_time) {
   if (iter >= opt.max_iterations) return Termination::kMaxIterations;
   if (opt.max_time >= 0.0 && linalg::wall_seconds() - start_time > opt.max_time) return Termination::kMaxTime;

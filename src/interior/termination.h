@@ -36,6 +36,9 @@ struct TerminationOutcome {
   int32_t solution_status = 0;
 };
 
+// Copies the tolerances of the options (tolrpf, tolrdf, tolrgap, eps) into `in`.
+void set_tolerances(const IpOptions& opt, TerminationInput& in);
+
 // The stops that do not depend on the iterate, in this order: the iteration limit, the time
 // limit (seconds since start_time), the progress callback. kNormal when none applies.
 Termination run_limit(const IpOptions& opt, int32_t iter, double start_time);

@@ -34,6 +34,7 @@ class QuadraticCones final : public Cone {
     eta_.assign(dims.size(), 1.0);
     w_.assign(static_cast<size_t>(e_ - b_), 0.0);
     lam_.assign(static_cast<size_t>(e_ - b_), 0.0);
+    v_.assign(static_cast<size_t>(e_ - b_), 0.0);
   }
   const char* name() const override { return "quad"; }
   double degree() const override { return static_cast<double>(dims_.size()); }
@@ -156,7 +157,7 @@ class QuadraticCones final : public Cone {
       const int64_t s = start_[k];
       terms.set_weight(s, -f);
       for (int32_t i = 1; i < n; ++i) terms.set_weight(s + i, f);
-      double* v = scratch(k);
+      double* v = v_.data() + (start_[k] - b_);
       const double* w = wbar(k);
       v[0] = w[0];
       for (int32_t i = 1; i < n; ++i) v[i] = -w[i];
@@ -167,10 +168,6 @@ class QuadraticCones final : public Cone {
  private:
   double* wbar(size_t k) { return w_.data() + (start_[k] - b_); }
   const double* wbar(size_t k) const { return w_.data() + (start_[k] - b_); }
-  double* scratch(size_t k) const {
-    if (scratch_.size() != w_.size()) scratch_.assign(w_.size(), 0.0);
-    return scratch_.data() + (start_[k] - b_);
-  }
   // out = f Wbar u, or f Wbar^{-1} u when `inverse` (Wbar^{-1} = J Wbar J).
   void apply_wbar(size_t k, const double* u, double* out, double f, bool inverse) const {
     const int32_t n = dims_[k];
@@ -188,7 +185,7 @@ class QuadraticCones final : public Cone {
   std::vector<int64_t> start_;
   int64_t b_ = 0, e_ = 0;
   std::vector<double> eta_, w_, lam_;
-  mutable std::vector<double> scratch_;
+  mutable std::vector<double> v_;  // J wbar, handed to the reduced system
 };
 
 }  // namespace
