@@ -27,6 +27,8 @@ constexpr double kBacktrack = 0.8;
 // then 1.
 constexpr double kCentralShare = 0.5;
 constexpr double kMoreCentring = 0.5;
+constexpr double kWiden = 2.0;
+constexpr double kStuck = 1e-2;  // a best step below this tries the widened neighbourhood
 
 double inf_norm(const Vec& v) {
   double r = 0.0;
@@ -202,7 +204,7 @@ class Iteration {
   static ConeDirection view(const Direction& d) { return {d.dx.data(), d.ds.data(), d.wdx.data(), d.wds.data()}; }
   // The largest step up to `alpha` after which every nonsymmetric cone is central enough
   // (steps shrink geometrically; 0 when none is found).
-  double central_step(const Direction& d, double alpha, int32_t it) {
+  double central_step(const Direction& d, double alpha, int32_t it, double widen) {
     if (!has_nonsym_) return alpha;
     const ConeDirection cd = view(d);
     for (int k = 0; k < kMaxBacktracks; ++k, alpha *= kBacktrack) {
@@ -211,7 +213,7 @@ class Iteration {
       const double mu = (xs + tk) / (nu_ + 1.0);
       const char* rejected = nullptr;
       for (const auto& c : cones_)
-        if (rejected == nullptr) rejected = c->step_rejected(x_.data(), s_.data(), cd, alpha, mu);
+        if (rejected == nullptr) rejected = c->step_rejected(x_.data(), s_.data(), cd, alpha, mu, widen);
       if (rejected == nullptr) return alpha;
       linalg::log_printf(sink_, 4, "%d: %s-cone centrality failed. alpha=%e\n", it, rejected, alpha);
     }
@@ -335,7 +337,12 @@ void Iteration::run(ConicResult& r) {
     const ConeDirection aff = view(aff_);
     double alpha = 0.0, progress = -1.0;
     bool failed = false;
-    for (double sig = sigma;;) {
+    // The candidates: the centring sigma, kMoreCentring, 1, and last kMoreCentring in a
+    // neighbourhood widened by kWiden (a point on the edge of the neighbourhood from which no
+    // direction re-enters it).
+    for (int k = 0;; ++k) {
+      const double sig = k == 0 ? sigma : (k == 2 ? 1.0 : std::max(sigma, kMoreCentring));
+      const double widen = k == 3 ? kWiden : 1.0;
       for (const auto& c : cones_) c->complementarity_rhs(&aff, sig * mu_, rc_.data(), t1_.data(), t2_.data());
       const double r5 = -tau_ * kappa_ - aff_.dtau * aff_.dkappa + sig * mu_;
       // Without nonsymmetric cones there is one candidate, computed in place.
@@ -345,16 +352,15 @@ void Iteration::run(ConicResult& r) {
         break;
       }
       const double full = std::min(1.0, 0.99 * max_step(cand));
-      const double a = central_step(cand, full, it);
+      const double a = central_step(cand, full, it, widen);
       const double gain = a * (1.0 - sig) + (a > 0.0 ? 1e-12 : 0.0);
       if (gain > progress) {
         progress = gain;
         alpha = a;
         if (has_nonsym_) std::swap(dir_, trial_);
       }
-      if (!has_nonsym_ || a >= kCentralShare * full || sig >= 1.0) break;
-      sig = sig < kMoreCentring ? kMoreCentring : 1.0;
-      linalg::log_printf(sink_, 3, "%d: short step %e, centring with sigma %e\n", it, a, sig);
+      if (!has_nonsym_ || a >= kCentralShare * full || k == 3 || (k == 2 && alpha >= kStuck)) break;
+      linalg::log_printf(sink_, 3, "%d: short step %e with sigma %e\n", it, a, sig);
     }
     if (failed) {
       linalg::log_printf(sink_, 1, "%d: Search direction computation failed\n", it);

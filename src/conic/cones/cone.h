@@ -55,10 +55,10 @@ class Cone {
   // Largest a with x + a dx and s + a ds in the cones (infinity when unbounded).
   virtual double max_step(const ConeDirection& d) const = 0;
   // Whether the point x + a dx, s + a ds is central enough for a step, where mu is the new
-  // point's complementarity: null when it is, else the name of the kind of cone that is not.
-  // The symmetric kinds need no such test.
+  // point's complementarity and `widen` >= 1 widens the neighbourhood: null when it is, else
+  // the name of the kind of cone that is not. The symmetric kinds need no such test.
   virtual const char* step_rejected(const double* /*x*/, const double* /*s*/, const ConeDirection& /*d*/,
-                                    double /*a*/, double /*mu*/) const {
+                                    double /*a*/, double /*mu*/, double /*widen*/) const {
     return nullptr;
   }
   // Smallest "eigenvalue" of x on the record's range: x_j, x0 - ||x1||, lambda_min(X).

@@ -16,7 +16,8 @@
 // A step is accepted when every cone stays near the central path: its complementarity x's / nu
 // is at least kMinShare of the overall mu, and the proximity
 //   || s / mu + grad f(x) ||_{hess f(x)^{-1}}
-// is below kMaxProximity.
+// is below kMaxProximity (the optimizer widens both bounds for a step that nothing else lets
+// through).
 #include <algorithm>
 #include <cmath>
 #include <limits>
@@ -197,8 +198,8 @@ class NonsymmetricCones final : public Cone {
     }
     return alpha;
   }
-  const char* step_rejected(const double* x, const double* s, const ConeDirection& d, double a,
-                            double mu) const override {
+  const char* step_rejected(const double* x, const double* s, const ConeDirection& d, double a, double mu,
+                            double widen) const override {
     for (const Item& it : items_) {
       const int32_t n = it.n;
       double* xp = w3_.data();
@@ -208,14 +209,14 @@ class NonsymmetricCones final : public Cone {
         sp[i] = s[it.col + i] + a * d.ds[it.col + i];
       }
       if (!it.barrier->interior(xp) || !it.barrier->dual_interior(sp)) return it.barrier->name();
-      if (!(dotn(xp, sp, n) / it.barrier->degree() >= kMinShare * mu)) return it.barrier->name();
+      if (!(dotn(xp, sp, n) / it.barrier->degree() >= kMinShare * mu / widen)) return it.barrier->name();
       double* g = w5_.data();
       it.barrier->derivatives(xp, g, nullptr);
       if (!it.barrier->inverse_hessian(xp, m1_.data())) return it.barrier->name();
       double* psi = w6_.data();
       for (int32_t i = 0; i < n; ++i) psi[i] = sp[i] / mu + g[i];
       matvec(m1_.data(), n, psi, w1_.data());
-      if (!(dotn(psi, w1_.data(), n) < kMaxProximity * kMaxProximity)) return it.barrier->name();
+      if (!(dotn(psi, w1_.data(), n) < kMaxProximity * kMaxProximity * widen * widen)) return it.barrier->name();
     }
     return nullptr;
   }
