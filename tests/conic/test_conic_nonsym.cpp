@@ -7,6 +7,8 @@
 
 #include <algorithm>
 #include <cmath>
+#include <cstdio>
+#include <fstream>
 #include <string>
 
 #include "conic/conic_model.h"
@@ -260,6 +262,43 @@ TEST(ConicNonsymmetric, InfeasibleExponentialConeGivesACertificate) {
     EXPECT_NEAR(r, 0.0, 1e-7 * std::max(1.0, s.suc[0]));
   }
   EXPECT_TRUE(in_dexp(s.snx[0], s.snx[1], s.snx[2], 1e-7 * std::max(1.0, s.suc[0])));
+}
+
+// CBF's dual cones, EXP* and @k:POW* with their parameter section, solved from a file: the
+// member order of each reaches the optimizer as the problems above state them.
+double solve_cbf_text(const std::string& text) {
+  const std::string path = ::testing::TempDir() + "nonsym_cones.cbf";
+  std::ofstream(path) << text;
+  QBRenv_t env = nullptr;
+  QBRtask_t t = nullptr;
+  EXPECT_EQ(QBR_makeenv(&env, nullptr), QBR_RES_OK);
+  EXPECT_EQ(QBR_maketask(env, 0, 0, &t), QBR_RES_OK);
+  EXPECT_EQ(QBR_readdata(t, path.c_str()), QBR_RES_OK);
+  EXPECT_EQ(QBR_optimize(t), QBR_RES_OK);
+  int32_t solsta = -1;
+  double obj = NAN;
+  QBR_getsolsta(t, QBR_SOL_ITR, &solsta);
+  QBR_getprimalobj(t, QBR_SOL_ITR, &obj);
+  EXPECT_EQ(solsta, QBR_SOL_STA_OPTIMAL);
+  QBR_deletetask(&t);
+  QBR_deleteenv(&env);
+  std::remove(path.c_str());
+  return obj;
+}
+
+TEST(ConicNonsymmetric, DualConesFromCbfFiles) {
+  // min x0, (x0, x1, x2) in EXP*, x1 = 1, x2 = -1: e^{-2}.
+  EXPECT_NEAR(solve_cbf_text("VER\n3\nOBJSENSE\nMIN\nVAR\n3 1\nEXP* 3\nCON\n2 1\nL= 2\n"
+                             "OBJACOORD\n1\n0 1.0\nACOORD\n2\n0 1 1.0\n1 2 1.0\nBCOORD\n2\n0 -1.0\n1 1.0\n"),
+              std::exp(-2.0), 1e-8);
+  // min x0 + x1, (x0, x1, x2) in the dual power cone with powers (1, 3), x2 = 1: 1.
+  EXPECT_NEAR(solve_cbf_text("VER\n3\nPOW*CONES\n1 2\n2\n1.0\n3.0\nOBJSENSE\nMIN\nVAR\n3 1\n@0:POW* 3\n"
+                             "CON\n1 1\nL= 1\nOBJACOORD\n2\n0 1.0\n1 1.0\nACOORD\n1\n0 2 1.0\nBCOORD\n1\n0 -1.0\n"),
+              1.0, 1e-7);
+  // max x2, (x0, x1, x2) in the power cone with powers (1, 1), x0 + x1 = 1: 1/2.
+  EXPECT_NEAR(solve_cbf_text("VER\n3\nPOWCONES\n1 2\n2\n1.0\n1.0\nOBJSENSE\nMAX\nVAR\n3 1\n@0:POW 3\n"
+                             "CON\n1 1\nL= 1\nOBJACOORD\n1\n2 1.0\nACOORD\n2\n0 0 1.0\n0 1 1.0\nBCOORD\n1\n0 -1.0\n"),
+              0.5, 1e-7);
 }
 
 }  // namespace
