@@ -20,6 +20,8 @@ using Vec = std::vector<double>;
 // their accuracy the steps fall to 1e-4 and below and the iterate no longer moves).
 constexpr int32_t kStallSteps = 4;
 constexpr double kShortStep = 1e-3;
+// tau and kappa both below this: the iterate has collapsed (see test()).
+constexpr double kCollapsed = 1e-8;
 // The line search of the nonsymmetric cones' centrality.
 constexpr int kMaxBacktracks = 60;
 constexpr double kBacktrack = 0.8;
@@ -160,7 +162,17 @@ class Iteration {
     in.tolrpf *= scale;
     in.tolrdf *= scale;
     in.tolrgap *= scale;
-    return interior::termination_test(in, g, r, sink_);
+    interior::TerminationOutcome out = interior::termination_test(in, g, r, sink_);
+    // An iterate whose tau and kappa both vanish has collapsed towards zero (an ill-posed
+    // problem, with neither an interior nor a certificate): it proves nothing. A certificate
+    // needs kappa to dominate tau.
+    const int32_t sol = out.solution_status;
+    const bool cert = sol == 5 || sol == 6 || sol == 12 || sol == 13;
+    if (out.passed && (std::max(tau_, kappa_) < kCollapsed || (cert && !(kappa_ > tau_)))) {
+      linalg::log_printf(sink_, 2, "The iterate has collapsed: tau %e kappa %e.\n", tau_, kappa_);
+      out.passed = false;
+    }
+    return out;
   }
   bool factor() {
     for (const auto& c : cones_) c->schur_terms(schur_);
@@ -293,7 +305,7 @@ void Iteration::run(ConicResult& r) {
     }
     trm = interior::run_limit(opt_, it, t0_);
     if (trm != Termination::kNormal) break;
-    if (short_steps >= kStallSteps || (it > 0 && mu_ < 1e-300)) {
+    if (short_steps >= kStallSteps || (it > 0 && mu_ < 1e-300) || std::max(tau_, kappa_) < kCollapsed) {
       linalg::log_printf(sink_, 1, "The optimizer is stalled with tau: %e and kappa: %e.\n", tau_, kappa_);
       trm = Termination::kStalled;
       break;
