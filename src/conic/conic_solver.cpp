@@ -20,6 +20,8 @@ using Vec = std::vector<double>;
 // their accuracy the steps fall to 1e-4 and below and the iterate no longer moves).
 constexpr int32_t kStallSteps = 4;
 constexpr double kShortStep = 1e-3;
+// Halvings of the last step when the new point fails its scaling.
+constexpr int kMaxStepBacks = 4;
 // tau and kappa both below this: the iterate has collapsed (see test()).
 constexpr double kCollapsed = 1e-8;
 // The line search of the nonsymmetric cones' centrality.
@@ -174,6 +176,11 @@ class Iteration {
     }
     return out;
   }
+  bool update_scaling() {
+    bool ok = true;
+    for (const auto& c : cones_) ok = ok && c->update_scaling(x_.data(), s_.data());
+    return ok;
+  }
   bool factor() {
     for (const auto& c : cones_) c->schur_terms(schur_);
     return schur_.factor(delta_) == linalg::Status::kOk;
@@ -260,6 +267,7 @@ class Iteration {
   double nu_ = 0.0, delta_ = 1e-13;
   Vec x_, s_, y_;
   double tau_ = 1.0, kappa_ = 1.0;
+  double last_alpha_ = 0.0;  // the last step taken along dir_
   Vec rp_, rd_;
   double rg_ = 0.0, cx_ = 0.0, by_ = 0.0, mu_ = 0.0, den_ = 1.0;
   double norm_b_ = 0.0, norm_c_ = 0.0;
@@ -310,9 +318,25 @@ void Iteration::run(ConicResult& r) {
       trm = Termination::kStalled;
       break;
     }
-    // Scaling, reduced system and the tau direction.
-    bool ok = true;
-    for (const auto& c : cones_) ok = ok && c->update_scaling(x_.data(), s_.data());
+    // Scaling, reduced system and the tau direction. With symmetric cones only, a point that
+    // rounding has put on a cone's boundary (large entries whose margin cancels) takes back half
+    // of the last step, a few times. (With nonsymmetric cones a failed scaling ends the run,
+    // where the test after a stall usually accepts the point.)
+    bool ok = update_scaling();
+    for (int back = 0; !ok && !has_nonsym_ && back < kMaxStepBacks && last_alpha_ > 0.0; ++back) {
+      const double h = 0.5 * last_alpha_;
+      for (size_t j = 0; j < n_; ++j) {
+        x_[j] -= h * dir_.dx[j];
+        s_[j] -= h * dir_.ds[j];
+      }
+      for (size_t i = 0; i < m_; ++i) y_[i] -= h * dir_.dy[i];
+      tau_ -= h * dir_.dtau;
+      kappa_ -= h * dir_.dkappa;
+      last_alpha_ = h;
+      linalg::log_printf(sink_, 2, "%d: the scaling failed; step back to alpha %e\n", it, h);
+      ok = update_scaling();
+      if (ok) residuals();
+    }
     if (!ok) {
       linalg::log_printf(sink_, 1, "UPDATE SDP FAILED.\n");
       trm = Termination::kNumericalInstability;
@@ -392,6 +416,7 @@ void Iteration::run(ConicResult& r) {
     for (size_t i = 0; i < m_; ++i) y_[i] += alpha * dir_.dy[i];
     tau_ += alpha * dir_.dtau;
     kappa_ += alpha * dir_.dkappa;
+    last_alpha_ = alpha;
     linalg::log_printf(sink_, 3, "sigma: %e aalpha: %e alpha: %e\n", sigma, aalpha, alpha);
   }
   if (!pass.passed && trm != Termination::kUserCallback && trm != Termination::kMaxTime &&
