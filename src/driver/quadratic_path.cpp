@@ -1,0 +1,73 @@
+// The optimizer path of tasks with quadratic terms; see quadratic.h.
+//
+// The task is converted to conic form in place, solved by the conic optimizer and restored;
+// the interior-point solution item keeps the entries of the task's own variables and
+// constraints, with the activities of quadratic constraints recomputed from x.
+#include <utility>
+
+#include "driver/conic_handover.h"
+#include "driver/quadratic.h"
+#include "task/problem_ops.h"
+
+namespace qubor::driver {
+namespace {
+
+using task::Task;
+
+double half_quad_form(const task::QMatrix& q, const task::Solution& s) {
+  double v = 0.0;
+  for (const task::QEntry& e : q) {
+    const double p = e.v * s.xx[static_cast<size_t>(e.i)] * s.xx[static_cast<size_t>(e.j)];
+    v += e.i == e.j ? 0.5 * p : p;
+  }
+  return v;
+}
+
+// Restores the task's problem when the run leaves, whatever the way out.
+class ProblemGuard {
+ public:
+  explicit ProblemGuard(Task& t) : t_(t), saved_(t.mem) { saved_ = t.problem; }
+  ~ProblemGuard() {
+    t_.problem = saved_;
+    task::after_change(t_);
+  }
+  ProblemGuard(const ProblemGuard&) = delete;
+  ProblemGuard& operator=(const ProblemGuard&) = delete;
+
+ private:
+  Task& t_;
+  task::Problem saved_;
+};
+
+QBRrescode run_converted(Task& t) {
+  std::vector<ConvertedTerm> terms;
+  std::vector<double> t_value;
+  QBRrescode r = QBR_RES_OK;
+  {
+    ProblemGuard guard(t);
+    r = to_conic(t, &terms);
+    if (r != QBR_RES_OK) return r;
+    r = run_conic(t, true);
+    const task::Solution& s = t.solutions[QBR_SOL_ITR];
+    for (const ConvertedTerm& c : terms)
+      t_value.push_back(s.defined ? s.xx[static_cast<size_t>(c.t_var)] : 0.0);
+  }
+  task::Solution& s = t.solutions[QBR_SOL_ITR];
+  if (!s.defined) return r;
+  for (size_t k = 0; k < terms.size(); ++k) {
+    const int32_t row = terms[k].row;
+    if (row < 0) continue;
+    s.xc[static_cast<size_t>(row)] += half_quad_form(t.problem.qcon[static_cast<size_t>(row)], s) -
+                                      terms[k].sigma * t_value[k];
+  }
+  return r;
+}
+
+}  // namespace
+
+QBRrescode run_quadratic(Task& t) {
+  QBR_CHECK_RC(check_convexity(t));
+  return run_converted(t);
+}
+
+}  // namespace qubor::driver
