@@ -3,11 +3,14 @@
 // The task is converted to conic form in place, solved by the conic optimizer and restored;
 // the interior-point solution item keeps the entries of the task's own variables and
 // constraints, with the activities of quadratic constraints recomputed from x.
+#include <algorithm>
+#include <cmath>
 #include <utility>
 
 #include "driver/conic_handover.h"
 #include "driver/quadratic.h"
 #include "task/problem_ops.h"
+#include "task/solution_eval.h"
 
 namespace qubor::driver {
 namespace {
@@ -39,6 +42,36 @@ class ProblemGuard {
   task::Problem saved_;
 };
 
+// The conic form can stop at a point that passes its own test but whose x and y leave the
+// quadratic task's constraints or optimality conditions violated well beyond the tolerances
+// (a stall with a vanishing tau): such a point is not reported as optimal.
+constexpr double kAcceptRel = 1e-5;
+
+QBRrescode accept_solution(Task& t, QBRrescode r) {
+  task::Solution& s = t.solutions[QBR_SOL_ITR];
+  if (!s.defined || s.solsta != QBR_SOL_STA_OPTIMAL) return r;
+  const task::SolutionInfo info = task::solution_info(t, QBR_SOL_ITR);
+  const task::PrimalNorms pn = task::primal_norms(s);
+  const task::DualNorms dn = task::dual_norms(s);
+  const double pnorm = 1.0 + std::max(pn.xc, pn.xx);
+  const double dnorm = 1.0 + std::max({dn.y, dn.slc, dn.suc, dn.slx, dn.sux});
+  const double pviol = std::max(info.pviolcon, info.pviolvar) / pnorm;
+  const double dviol = std::max(info.dviolcon, info.dviolvar) / dnorm;
+  const double gap = std::fabs(info.pobj - info.dobj) / std::max(1.0, std::fabs(info.pobj));
+  if (pviol <= kAcceptRel && dviol <= kAcceptRel && gap <= kAcceptRel) return r;
+  if (t.log_on())
+    t.printf(QBR_STREAM_LOG,
+             "The solution does not satisfy the quadratic task within the tolerances (relative primal "
+             "violation %.1e, dual violation %.1e, gap %.1e); its status is unknown.\n",
+             pviol, dviol, gap);
+  s.solsta = QBR_SOL_STA_UNKNOWN;
+  s.prosta = QBR_PRO_STA_UNKNOWN;
+  std::fill(s.skx.begin(), s.skx.end(), QBR_SK_UNK);
+  std::fill(s.skc.begin(), s.skc.end(), QBR_SK_UNK);
+  t.set_dinf(QBR_DINF_INTPNT_OPT_STATUS, 0.0);
+  return r == QBR_RES_OK ? QBR_RES_TRM_STALL : r;
+}
+
 QBRrescode run_converted(Task& t) {
   std::vector<ConvertedTerm> terms;
   std::vector<double> t_value;
@@ -60,7 +93,7 @@ QBRrescode run_converted(Task& t) {
     s.xc[static_cast<size_t>(row)] += half_quad_form(t.problem.qcon[static_cast<size_t>(row)], s) -
                                       terms[k].sigma * t_value[k];
   }
-  return r;
+  return accept_solution(t, r);
 }
 
 }  // namespace
