@@ -6,6 +6,7 @@
 #include <algorithm>
 #include <cmath>
 #include <utility>
+#include <vector>
 
 #include "driver/conic_handover.h"
 #include "driver/quadratic.h"
@@ -42,28 +43,112 @@ class ProblemGuard {
   task::Problem saved_;
 };
 
-// The conic form can stop at a point that passes its own test but whose x and y leave the
-// quadratic task's constraints or optimality conditions violated well beyond the tolerances
-// (a stall with a vanishing tau): such a point is not reported as optimal.
+// The conic form can stop at a point that passes its own test but whose values leave the
+// quadratic task's constraints, optimality conditions or certificate conditions violated well
+// beyond the tolerances (a stall with a vanishing tau): such a point is not reported as a
+// solution or certificate.
 constexpr double kAcceptRel = 1e-5;
+// Certificates are held to the infeasibility tolerance's order: a task that is feasible
+// without an interior (every constraint tight) has near-certificates at about 1e-7.
+constexpr double kAcceptCertificateRel = 1e-8;
 
-QBRrescode accept_solution(Task& t, QBRrescode r) {
-  task::Solution& s = t.solutions[QBR_SOL_ITR];
-  if (!s.defined || s.solsta != QBR_SOL_STA_OPTIMAL) return r;
+bool has_lower(int32_t bk) { return bk == QBR_BK_LO || bk == QBR_BK_FX || bk == QBR_BK_RA; }
+bool has_upper(int32_t bk) { return bk == QBR_BK_UP || bk == QBR_BK_FX || bk == QBR_BK_RA; }
+
+// Relative violation of the optimality conditions.
+double optimality_violation(const Task& t) {
+  const task::Solution& s = t.solutions[QBR_SOL_ITR];
   const task::SolutionInfo info = task::solution_info(t, QBR_SOL_ITR);
   const task::PrimalNorms pn = task::primal_norms(s);
   const task::DualNorms dn = task::dual_norms(s);
-  const double pnorm = 1.0 + std::max(pn.xc, pn.xx);
-  const double dnorm = 1.0 + std::max({dn.y, dn.slc, dn.suc, dn.slx, dn.sux});
-  const double pviol = std::max(info.pviolcon, info.pviolvar) / pnorm;
-  const double dviol = std::max(info.dviolcon, info.dviolvar) / dnorm;
+  const double pviol = std::max(info.pviolcon, info.pviolvar) / (1.0 + std::max(pn.xc, pn.xx));
+  const double dviol =
+      std::max(info.dviolcon, info.dviolvar) / (1.0 + std::max({dn.y, dn.slc, dn.suc, dn.slx, dn.sux}));
   const double gap = std::fabs(info.pobj - info.dobj) / std::max(1.0, std::fabs(info.pobj));
-  if (pviol <= kAcceptRel && dviol <= kAcceptRel && gap <= kAcceptRel) return r;
+  return std::max({pviol, dviol, gap});
+}
+
+// Relative violation of the Farkas conditions A'y + slx - sux = 0 and bound terms > 0 (in the
+// minimization signs); only for tasks whose constraints are linear.
+double farkas_violation(const Task& t, double sigma) {
+  const task::Problem& p = t.problem;
+  const task::Solution& s = t.solutions[QBR_SOL_ITR];
+  const task::CompressedView a = p.a.csc();
+  double viol = 0.0, obj = 0.0;
+  for (int32_t j = 0; j < p.num_var; ++j) {
+    const auto uj = static_cast<size_t>(j);
+    double g = sigma * (s.slx[uj] - s.sux[uj]);
+    for (int64_t q = a.ptr[j]; q < a.ptr[j + 1]; ++q)
+      g += a.val[q] * sigma * (s.slc[static_cast<size_t>(a.idx[q])] - s.suc[static_cast<size_t>(a.idx[q])]);
+    viol = std::max(viol, std::fabs(g));
+    const int32_t bk = p.var_bounds.bk[uj];
+    if (has_lower(bk)) obj += sigma * s.slx[uj] * p.var_bounds.bl[uj];
+    if (has_upper(bk)) obj -= sigma * s.sux[uj] * p.var_bounds.bu[uj];
+  }
+  for (int32_t i = 0; i < p.num_con; ++i) {
+    const auto ui = static_cast<size_t>(i);
+    const int32_t bk = p.con_bounds.bk[ui];
+    if (has_lower(bk)) obj += sigma * s.slc[ui] * p.con_bounds.bl[ui];
+    if (has_upper(bk)) obj -= sigma * s.suc[ui] * p.con_bounds.bu[ui];
+  }
+  return obj > 0.0 ? viol / obj : 1.0;
+}
+
+// Relative violation of the ray conditions: c'x < 0, Q^o x = 0, A x and x in the recession
+// cones of the bounds (x scaled to unit norm, violations against |c'x|).
+double ray_violation(const Task& t, double sigma) {
+  const task::Problem& p = t.problem;
+  const task::Solution& s = t.solutions[QBR_SOL_ITR];
+  double norm = 0.0, cx = 0.0;
+  for (int32_t j = 0; j < p.num_var; ++j) norm = std::max(norm, std::fabs(s.xx[static_cast<size_t>(j)]));
+  if (norm == 0.0) return 1.0;
+  for (int32_t j = 0; j < p.num_var; ++j) cx += sigma * p.c[static_cast<size_t>(j)] * s.xx[static_cast<size_t>(j)] / norm;
+  if (!(cx < 0.0)) return 1.0;
+  double viol = 0.0;
+  std::vector<double> ax(static_cast<size_t>(p.num_con), 0.0), qx(static_cast<size_t>(p.num_var), 0.0);
+  const task::CompressedView a = p.a.csc();
+  for (int32_t j = 0; j < p.num_var; ++j) {
+    const double xj = s.xx[static_cast<size_t>(j)] / norm;
+    for (int64_t q = a.ptr[j]; q < a.ptr[j + 1]; ++q) ax[static_cast<size_t>(a.idx[q])] += a.val[q] * xj;
+    const int32_t bk = p.var_bounds.bk[static_cast<size_t>(j)];
+    if (has_lower(bk)) viol = std::max(viol, -xj);
+    if (has_upper(bk)) viol = std::max(viol, xj);
+  }
+  for (int32_t i = 0; i < p.num_con; ++i) {
+    const int32_t bk = p.con_bounds.bk[static_cast<size_t>(i)];
+    if (has_lower(bk)) viol = std::max(viol, -ax[static_cast<size_t>(i)]);
+    if (has_upper(bk)) viol = std::max(viol, ax[static_cast<size_t>(i)]);
+  }
+  for (const task::QEntry& e : p.qobj) {
+    qx[static_cast<size_t>(e.i)] += e.v * s.xx[static_cast<size_t>(e.j)] / norm;
+    if (e.i != e.j) qx[static_cast<size_t>(e.j)] += e.v * s.xx[static_cast<size_t>(e.i)] / norm;
+  }
+  for (double v : qx) viol = std::max(viol, std::fabs(v));
+  return viol / -cx;
+}
+
+QBRrescode accept_solution(Task& t, QBRrescode r) {
+  task::Solution& s = t.solutions[QBR_SOL_ITR];
+  if (!s.defined) return r;
+  const double sigma = t.problem.obj_sense == QBR_OBJECTIVE_SENSE_MAXIMIZE ? -1.0 : 1.0;
+  double viol = 0.0, limit = kAcceptCertificateRel;
+  const char* what = "solution";
+  if (s.solsta == QBR_SOL_STA_OPTIMAL) {
+    viol = optimality_violation(t);
+    limit = kAcceptRel;
+  } else if (s.solsta == QBR_SOL_STA_PRIM_INFEAS_CER && !t.problem.has_qcon()) {
+    viol = farkas_violation(t, sigma);
+    what = "certificate of primal infeasibility";
+  } else if (s.solsta == QBR_SOL_STA_DUAL_INFEAS_CER && !t.problem.has_qcon()) {
+    viol = ray_violation(t, sigma);
+    what = "certificate of dual infeasibility";
+  }
+  if (viol <= limit) return r;
   if (t.log_on())
     t.printf(QBR_STREAM_LOG,
-             "The solution does not satisfy the quadratic task within the tolerances (relative primal "
-             "violation %.1e, dual violation %.1e, gap %.1e); its status is unknown.\n",
-             pviol, dviol, gap);
+             "The %s does not satisfy the quadratic task within the tolerances (relative violation %.1e); its "
+             "status is unknown.\n",
+             what, viol);
   s.solsta = QBR_SOL_STA_UNKNOWN;
   s.prosta = QBR_PRO_STA_UNKNOWN;
   std::fill(s.skx.begin(), s.skx.end(), QBR_SK_UNK);

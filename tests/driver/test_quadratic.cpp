@@ -353,4 +353,25 @@ TEST(MarosMeszaros, SmallModelsReachTheReferenceValues) {
   QBR_deleteenv(&env);
 }
 
+// POWELL20 is feasible but has no interior point (its cyclic rows sum to 0 >= 0): the conic
+// form stops at a near-certificate of infeasibility, which must not be reported as one.
+TEST(MarosMeszaros, NearCertificateOfFeasibleModelIsNotReported) {
+  QBRenv_t env = nullptr;
+  QBRtask_t task = nullptr;
+  ASSERT_EQ(QBR_makeenv(&env, nullptr), QBR_RES_OK);
+  ASSERT_EQ(QBR_maketask(env, 0, 0, &task), QBR_RES_OK);
+  const std::string path = std::string(QUBOR_TEST_DATA_DIR) + "/maros-meszaros/POWELL20.qps.gz";
+  ASSERT_EQ(QBR_readdata(task, path.c_str()), QBR_RES_OK);
+  const QBRrescode r = QBR_optimize(task);
+  QBRint32t solsta = -1;
+  QBR_getsolsta(task, QBR_SOL_ITR, &solsta);
+  EXPECT_NE(solsta, QBR_SOL_STA_PRIM_INFEAS_CER);
+  EXPECT_NE(solsta, QBR_SOL_STA_DUAL_INFEAS_CER);
+  if (solsta != QBR_SOL_STA_OPTIMAL) {
+    EXPECT_EQ(r, QBR_RES_TRM_STALL);
+  }
+  QBR_deletetask(&task);
+  QBR_deleteenv(&env);
+}
+
 }  // namespace
