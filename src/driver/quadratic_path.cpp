@@ -55,17 +55,18 @@ constexpr double kAcceptCertificateRel = 1e-8;
 bool has_lower(int32_t bk) { return bk == QBR_BK_LO || bk == QBR_BK_FX || bk == QBR_BK_RA; }
 bool has_upper(int32_t bk) { return bk == QBR_BK_UP || bk == QBR_BK_FX || bk == QBR_BK_RA; }
 
-// Relative violation of the optimality conditions.
+// Relative primal violation and relative gap between the primal and dual objectives of the
+// quadratic task. The dual residual c + Q x - A'y - s itself is not tested: the conic form's
+// dual carries F'lambda where the task has Q x = F'F x, and the two differ by the order of
+// the square root of the final complementarity, far above the tolerances, even at accurate
+// solutions; the gap shows a dual that is off by more.
 double optimality_violation(const Task& t) {
   const task::Solution& s = t.solutions[QBR_SOL_ITR];
   const task::SolutionInfo info = task::solution_info(t, QBR_SOL_ITR);
   const task::PrimalNorms pn = task::primal_norms(s);
-  const task::DualNorms dn = task::dual_norms(s);
   const double pviol = std::max(info.pviolcon, info.pviolvar) / (1.0 + std::max(pn.xc, pn.xx));
-  const double dviol =
-      std::max(info.dviolcon, info.dviolvar) / (1.0 + std::max({dn.y, dn.slc, dn.suc, dn.slx, dn.sux}));
   const double gap = std::fabs(info.pobj - info.dobj) / std::max(1.0, std::fabs(info.pobj));
-  return std::max({pviol, dviol, gap});
+  return std::max(pviol, gap);
 }
 
 // Relative violation of the Farkas conditions A'y + slx - sux = 0 and bound terms > 0 (in the
