@@ -30,22 +30,48 @@ class Builder {
       if ((std::isfinite(lp.row_lo[static_cast<size_t>(i)]) || std::isfinite(lp.row_up[static_cast<size_t>(i)])) &&
           !dropped_[static_cast<size_t>(i)])
         f_.row_internal[static_cast<size_t>(i)] = new_row(0.0);
-    // Cone columns: quadratic cones in order, then the matrix variables.
+    // Cone columns: quadratic cones in order, then the nonsymmetric cones, then the matrix
+    // variables.
     std::vector<int32_t> cone_col_of(static_cast<size_t>(lp.num_col), -1);
+    std::vector<double> cone_fac_of(static_cast<size_t>(lp.num_col), 1.0);
     std::vector<int8_t> in_zero(static_cast<size_t>(lp.num_col), 0);
     int32_t next_cone_col = 0;
-    for (size_t k = 0; k + 1 < p_.cone_ptr.size(); ++k) {
-      const int32_t type = p_.cone_type[k];
-      const int64_t b = p_.cone_ptr[k], e = p_.cone_ptr[k + 1];
-      if (type == static_cast<int32_t>(ConeType::kZero)) {
-        for (int64_t q = b; q < e; ++q) in_zero[static_cast<size_t>(p_.cone_mem[static_cast<size_t>(q)])] = 1;
-        continue;
+    for (int pass = 0; pass < 2; ++pass)
+      for (size_t k = 0; k + 1 < p_.cone_ptr.size(); ++k) {
+        const auto type = static_cast<ConeType>(p_.cone_type[k]);
+        const int64_t b = p_.cone_ptr[k], e = p_.cone_ptr[k + 1];
+        const int32_t dim = static_cast<int32_t>(e - b);
+        const bool quad = type == ConeType::kQuad || type == ConeType::kRQuad;
+        if (type == ConeType::kZero) {
+          if (pass == 0)
+            for (int64_t q = b; q < e; ++q) in_zero[static_cast<size_t>(p_.cone_mem[static_cast<size_t>(q)])] = 1;
+          continue;
+        }
+        if (e == b || quad != (pass == 0)) continue;
+        auto member = [&](int64_t i) { return static_cast<size_t>(p_.cone_mem[static_cast<size_t>(b + i)]); };
+        if (quad) {
+          f_.layout.soc_dim.push_back(dim);
+          for (int64_t i = 0; i < dim; ++i) cone_col_of[member(i)] = next_cone_col++;
+          if (type == ConeType::kRQuad) rot_first_.push_back(next_cone_col - dim);
+          continue;
+        }
+        NonsymSpec spec;
+        spec.dim = dim;
+        spec.kind = type == ConeType::kPExp || type == ConeType::kDExp ? NonsymSpec::kExp : NonsymSpec::kPow;
+        spec.alpha = k < p_.cone_par.size() ? p_.cone_par[k] : 0.5;
+        f_.layout.nonsym.push_back(spec);
+        for (int64_t i = 0; i < dim; ++i) cone_col_of[member(i)] = next_cone_col + static_cast<int32_t>(i);
+        if (type == ConeType::kDExp) {
+          // x = (z1, -e z3, -e z2) with z in the primal cone.
+          cone_col_of[member(1)] = next_cone_col + 2;
+          cone_col_of[member(2)] = next_cone_col + 1;
+          cone_fac_of[member(1)] = cone_fac_of[member(2)] = -std::exp(1.0);
+        } else if (type == ConeType::kDPow) {
+          cone_fac_of[member(0)] = spec.alpha;
+          cone_fac_of[member(1)] = 1.0 - spec.alpha;
+        }
+        next_cone_col += dim;
       }
-      if (e == b) continue;
-      f_.layout.soc_dim.push_back(static_cast<int32_t>(e - b));
-      for (int64_t q = b; q < e; ++q) cone_col_of[static_cast<size_t>(p_.cone_mem[static_cast<size_t>(q)])] = next_cone_col++;
-      if (type == static_cast<int32_t>(ConeType::kRQuad)) rot_first_.push_back(next_cone_col - static_cast<int32_t>(e - b));
-    }
     for (int32_t d : p_.bar_dim) {
       bar_first_.push_back(next_cone_col);
       next_cone_col += static_cast<int32_t>(svec_len(d));
@@ -64,7 +90,7 @@ class Builder {
       if (in_zero[uj]) {
         f_.var_map[uj] = place_linear(0.0, 0.0, lp.c[uj]);
       } else if (cone_col_of[uj] >= 0) {
-        f_.var_map[uj] = place_member(-1 - cone_col_of[uj], lp.col_lo[uj], lp.col_up[uj], lp.c[uj]);
+        f_.var_map[uj] = place_member(-1 - cone_col_of[uj], cone_fac_of[uj], lp.col_lo[uj], lp.col_up[uj], lp.c[uj]);
       } else {
         f_.var_map[uj] = place_linear(lo_[uj], up_[uj], lp.c[uj]);
       }
@@ -208,28 +234,30 @@ class Builder {
     }
     return m;
   }
-  ItemMap place_member(int32_t col, double lo, double up, double cost) {
+  // A cone member x = fac z of cone column z.
+  ItemMap place_member(int32_t col, double fac, double lo, double up, double cost) {
     ItemMap m;
     m.kind = ItemMap::kMember;
     m.col = col;
-    emit_home(col, 1.0);
-    cone_c_[static_cast<size_t>(-1 - col)] += cost;
+    m.fac = fac;
+    emit_home(col, fac);
+    cone_c_[static_cast<size_t>(-1 - col)] += fac * cost;
     const bool has_lo = std::isfinite(lo), has_up = std::isfinite(up);
     if (has_lo && has_up && lo == up) {
       m.fix_row = new_row(lo);
-      trip_.push_back({m.fix_row, col, 1.0});
+      trip_.push_back({m.fix_row, col, fac});
       return m;
     }
     if (has_lo) {
       m.lo_row = new_row(lo);
       m.lo_col = new_col(0.0);
-      trip_.push_back({m.lo_row, col, 1.0});
+      trip_.push_back({m.lo_row, col, fac});
       trip_.push_back({m.lo_row, m.lo_col, -1.0});
     }
     if (has_up) {
       m.up_row = new_row(up);
       m.up_col = new_col(0.0);
-      trip_.push_back({m.up_row, col, 1.0});
+      trip_.push_back({m.up_row, col, fac});
       trip_.push_back({m.up_row, m.up_col, 1.0});
     }
     return m;
@@ -418,8 +446,8 @@ void recover(const ConicProblem& p, const ConicForm& f, const ConicPoint& pt, bo
         out.xx[j] = x[static_cast<size_t>(mp.col)] - x[static_cast<size_t>(mp.col2)];
         break;
       case ItemMap::kMember: {
-        out.xx[j] = x[static_cast<size_t>(mp.col)];
-        out.snx[j] = s[static_cast<size_t>(mp.col)];
+        out.xx[j] = mp.fac * x[static_cast<size_t>(mp.col)];
+        out.snx[j] = s[static_cast<size_t>(mp.col)] / mp.fac;
         if (mp.lo_col >= 0) out.slx[j] = s[static_cast<size_t>(mp.lo_col)];
         if (mp.up_col >= 0) out.sux[j] = s[static_cast<size_t>(mp.up_col)];
         if (mp.fix_row >= 0) {

@@ -8,7 +8,7 @@
 // with the linear part as in interior::LpProblem, the cones as member lists and the
 // coefficient matrices as lower-triangular entries (row -1 for the objective).
 //
-// ConicForm:  minimize c'z  subject to  A z = b,  z in [R+^l | Q^q1 x ... | S^d1 x ...],
+// ConicForm:  minimize c'z  subject to  A z = b,  z in [R+^l | Q^q1 x ... | K_exp, K_pow ... | S^d1 x ...],
 // built by:
 //   - giving every inequality row a slack item (a_i x - r_i = 0) with the row's bounds;
 //   - turning each item (variable or slack) outside a cone into nonnegative columns: a lower
@@ -16,7 +16,9 @@
 //     row z + w = u - l, a free item is split (x = z+ - z-), a fixed one is substituted;
 //   - keeping cone members as cone columns, with a row x - t = l or x + t = u (t >= 0) for
 //     each finite bound of a member; rotated cones become quadratic cones through the
-//     orthogonal map (x1, x2) = ((z1 + z2), (z1 - z2)) / sqrt(2); members of zero cones are
+//     orthogonal map (x1, x2) = ((z1 + z2), (z1 - z2)) / sqrt(2); dual exponential and dual
+//     power cones become primal ones through a scaled permutation of their members
+//     (x = (z1, -e z3, -e z2), x = (a z1, (1 - a) z2, z3, ...)); members of zero cones are
 //     fixed at 0;
 //   - writing matrix variables in svec form (lower triangle by columns, off-diagonal entries
 //     times sqrt(2)), so that <A, X> = svec(A)'svec(X).
@@ -35,7 +37,7 @@
 
 namespace qubor::conic {
 
-enum class ConeType : int32_t { kQuad = 0, kRQuad = 1, kZero = 6 };
+enum class ConeType : int32_t { kQuad = 0, kRQuad = 1, kPExp = 2, kDExp = 3, kPPow = 4, kDPow = 5, kZero = 6 };
 
 struct BarEntry {
   int32_t row = -1;   // -1: objective
@@ -49,6 +51,7 @@ struct ConicProblem {
   std::vector<int32_t> cone_type;     // ConeType values
   std::vector<int64_t> cone_ptr;      // members of cone k: cone_mem[cone_ptr[k], cone_ptr[k+1])
   std::vector<int32_t> cone_mem;
+  std::vector<double> cone_par;       // power cones: the parameter a
   std::vector<int32_t> bar_dim;
   std::vector<BarEntry> bar;          // any order; duplicates are summed
 };
@@ -61,8 +64,7 @@ struct ItemMap {
   double shift = 0.0;   // kFixed: the value; kLower/kBoxed: l; kUpper: u
   int32_t lo_row = -1, up_row = -1, fix_row = -1;  // kMember: rows of its bounds
   int32_t lo_col = -1, up_col = -1;                // kMember: their t columns
-  int32_t rot_pair = -1;  // kMember of a rotated cone: the partner column (first two members)
-  bool rot_first = false;
+  double fac = 1.0;       // kMember: x = fac * z (members of dual cones)
 };
 
 struct ConicForm {

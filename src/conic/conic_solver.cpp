@@ -20,6 +20,15 @@ using Vec = std::vector<double>;
 // their accuracy the steps fall to 1e-4 and below and the iterate no longer moves).
 constexpr int32_t kStallSteps = 4;
 constexpr double kShortStep = 1e-3;
+// The line search of the nonsymmetric cones' centrality.
+constexpr int kMaxBacktracks = 60;
+constexpr double kBacktrack = 0.8;
+// A step below this share of the full step is also tried with the centring kMoreCentring,
+// then 1.
+constexpr double kCentralShare = 0.5;
+constexpr double kMoreCentring = 0.5;
+constexpr double kWiden = 2.0;
+constexpr double kStuck = 1e-2;  // a best step below this tries the widened neighbourhood
 
 double inf_norm(const Vec& v) {
   double r = 0.0;
@@ -44,6 +53,7 @@ class Iteration {
 
   linalg::Status setup(ConicResult& r) {
     cones_ = make_cones(f_.layout);
+    has_nonsym_ = !f_.layout.nonsym.empty();
     nu_ = 0.0;
     for (const auto& c : cones_) nu_ += c->degree();
     SchurSystem::Setup ss;
@@ -157,11 +167,10 @@ class Iteration {
     return schur_.factor(delta_) == linalg::Status::kOk;
   }
   bool msolve(Vec& r) { return schur_.solve(r, opt_.max_num_refinement_steps) == linalg::Status::kOk; }
-  // The search direction for the right-hand sides (see the file comment of conic_solver.h).
-  bool direction(double eta, const Vec& rc, double r5, Direction& d) {
-    for (const auto& c : cones_) c->divide_lambda(rc.data(), t1_.data());
-    for (const auto& c : cones_) c->apply_wt(t1_.data(), t2_.data());  // r4
-    for (size_t j = 0; j < n_; ++j) t2_[j] -= eta * rd_[j];             // r4 - r2
+  // The search direction for the right-hand sides (see the file comment of conic_solver.h);
+  // r4 is the complementarity's right-hand side of ds + H dx = r4.
+  bool direction(double eta, const Vec& r4, double r5, Direction& d) {
+    for (size_t j = 0; j < n_; ++j) t2_[j] = r4[j] - eta * rd_[j];  // r4 - r2
     hinv(t2_, h_);
     a_mul(h_, q_);
     for (size_t i = 0; i < m_; ++i) q_[i] = eta * rp_[i] - q_[i];
@@ -186,13 +195,29 @@ class Iteration {
   }
   double max_step(const Direction& d) const {
     double a = INFINITY;
-    for (const auto& c : cones_) {
-      a = std::min(a, c->max_step(d.wdx.data()));
-      a = std::min(a, c->max_step(d.wds.data()));
-    }
+    const ConeDirection cd = view(d);
+    for (const auto& c : cones_) a = std::min(a, c->max_step(cd));
     if (d.dtau < 0.0) a = std::min(a, -tau_ / d.dtau);
     if (d.dkappa < 0.0) a = std::min(a, -kappa_ / d.dkappa);
     return a;
+  }
+  static ConeDirection view(const Direction& d) { return {d.dx.data(), d.ds.data(), d.wdx.data(), d.wds.data()}; }
+  // The largest step up to `alpha` after which every nonsymmetric cone is central enough
+  // (steps shrink geometrically; 0 when none is found).
+  double central_step(const Direction& d, double alpha, int32_t it, double widen) {
+    if (!has_nonsym_) return alpha;
+    const ConeDirection cd = view(d);
+    for (int k = 0; k < kMaxBacktracks; ++k, alpha *= kBacktrack) {
+      const double xs = dot(x_, s_) + alpha * (dot(x_, d.ds) + dot(d.dx, s_)) + alpha * alpha * dot(d.dx, d.ds);
+      const double tk = (tau_ + alpha * d.dtau) * (kappa_ + alpha * d.dkappa);
+      const double mu = (xs + tk) / (nu_ + 1.0);
+      const char* rejected = nullptr;
+      for (const auto& c : cones_)
+        if (rejected == nullptr) rejected = c->step_rejected(x_.data(), s_.data(), cd, alpha, mu, widen);
+      if (rejected == nullptr) return alpha;
+      linalg::log_printf(sink_, 4, "%d: %s-cone centrality failed. alpha=%e\n", it, rejected, alpha);
+    }
+    return 0.0;
   }
   void resize(Direction& d) {
     for (Vec* v : {&d.dx, &d.ds, &d.wdx, &d.wds}) v->assign(n_, 0.0);
@@ -218,6 +243,7 @@ class Iteration {
   double t0_;
   size_t n_, m_;
   std::vector<std::unique_ptr<Cone>> cones_;
+  bool has_nonsym_ = false;
   SchurSystem schur_;
   double nu_ = 0.0, delta_ = 1e-13;
   Vec x_, s_, y_;
@@ -225,8 +251,8 @@ class Iteration {
   Vec rp_, rd_;
   double rg_ = 0.0, cx_ = 0.0, by_ = 0.0, mu_ = 0.0, den_ = 1.0;
   double norm_b_ = 0.0, norm_c_ = 0.0;
-  Vec lam_, ll_, p_, xp_, q_, h_, t1_, t2_, rc_, tmp_m_, tmp_n_;
-  Direction aff_, dir_;
+  Vec p_, xp_, q_, h_, t1_, t2_, rc_, tmp_m_, tmp_n_;
+  Direction aff_, dir_, trial_;
   // Best iterate by the merit of infeasibility and gap, restored after a failed end.
   Vec bx_, bs_, by2_;
   double btau_ = 1.0, bkappa_ = 1.0, bmerit_ = INFINITY;
@@ -241,9 +267,10 @@ void Iteration::run(ConicResult& r) {
     c->identity(s_.data());
   }
   for (Vec* v : {&rp_, &p_, &q_, &tmp_m_}) v->assign(m_, 0.0);
-  for (Vec* v : {&rd_, &lam_, &ll_, &xp_, &h_, &t1_, &t2_, &rc_, &tmp_n_}) v->assign(n_, 0.0);
+  for (Vec* v : {&rd_, &xp_, &h_, &t1_, &t2_, &rc_, &tmp_n_}) v->assign(n_, 0.0);
   resize(aff_);
   resize(dir_);
+  if (has_nonsym_) resize(trial_);
   norm_b_ = inf_norm(f_.b);
   norm_c_ = inf_norm(f_.c);
   interior::log_iteration_header(sink_);
@@ -295,10 +322,8 @@ void Iteration::run(ConicResult& r) {
     for (size_t j = 0; j < n_; ++j) t1_[j] -= f_.c[j];
     hinv(t1_, xp_);
     den_ = dot(f_.b, p_) - dot(f_.c, xp_) + kappa_ / tau_;
-    for (const auto& c : cones_) c->lambda(lam_.data());
-    for (const auto& c : cones_) c->jordan(lam_.data(), lam_.data(), ll_.data());
     // Predictor.
-    for (size_t j = 0; j < n_; ++j) rc_[j] = -ll_[j];
+    for (const auto& c : cones_) c->complementarity_rhs(nullptr, 0.0, rc_.data(), t1_.data(), t2_.data());
     if (!direction(1.0, rc_, -tau_ * kappa_, aff_)) {
       linalg::log_printf(sink_, 1, "%d: Search direction computation failed\n", it);
       trm = Termination::kNumericalInstability;
@@ -306,19 +331,44 @@ void Iteration::run(ConicResult& r) {
     }
     const double aalpha = std::min(1.0, max_step(aff_));
     const double sigma = std::clamp(std::pow(1.0 - aalpha, 3.0), 0.0, 1.0);
-    // Corrector: centring plus the second-order term.
-    for (const auto& c : cones_) c->jordan(aff_.wdx.data(), aff_.wds.data(), t1_.data());
-    for (size_t j = 0; j < n_; ++j) rc_[j] = -ll_[j] - t1_[j];
-    for (const auto& c : cones_) c->add_identity(rc_.data(), sigma * mu_);
-    const double r5 = -tau_ * kappa_ - aff_.dtau * aff_.dkappa + sigma * mu_;
-    if (!direction(1.0 - sigma, rc_, r5, dir_)) {
+    // Corrector: centring plus the second-order term. When the nonsymmetric cones' centrality
+    // allows only a short step along it, the step is also computed with more centring, and the
+    // one that reduces the complementarity most is taken.
+    const ConeDirection aff = view(aff_);
+    double alpha = 0.0, progress = -1.0;
+    bool failed = false;
+    // The candidates: the centring sigma, kMoreCentring, 1, and last kMoreCentring in a
+    // neighbourhood widened by kWiden (a point on the edge of the neighbourhood from which no
+    // direction re-enters it).
+    for (int k = 0;; ++k) {
+      const double sig = k == 0 ? sigma : (k == 2 ? 1.0 : std::max(sigma, kMoreCentring));
+      const double widen = k == 3 ? kWiden : 1.0;
+      for (const auto& c : cones_) c->complementarity_rhs(&aff, sig * mu_, rc_.data(), t1_.data(), t2_.data());
+      const double r5 = -tau_ * kappa_ - aff_.dtau * aff_.dkappa + sig * mu_;
+      // Without nonsymmetric cones there is one candidate, computed in place.
+      Direction& cand = has_nonsym_ ? trial_ : dir_;
+      if (!direction(1.0 - sig, rc_, r5, cand)) {
+        failed = progress < 0.0;
+        break;
+      }
+      const double full = std::min(1.0, 0.99 * max_step(cand));
+      const double a = central_step(cand, full, it, widen);
+      const double gain = a * (1.0 - sig) + (a > 0.0 ? 1e-12 : 0.0);
+      if (gain > progress) {
+        progress = gain;
+        alpha = a;
+        if (has_nonsym_) std::swap(dir_, trial_);
+      }
+      if (!has_nonsym_ || a >= kCentralShare * full || k == 3 || (k == 2 && alpha >= kStuck)) break;
+      linalg::log_printf(sink_, 3, "%d: short step %e with sigma %e\n", it, a, sig);
+    }
+    if (failed) {
       linalg::log_printf(sink_, 1, "%d: Search direction computation failed\n", it);
       trm = Termination::kNumericalInstability;
       break;
     }
-    double alpha = max_step(dir_);
-    alpha = std::min(1.0, 0.99 * alpha);
     if (!(alpha > 0.0)) {
+      linalg::log_printf(sink_, 2, "Centrality error.\n");
       trm = Termination::kNumericalInstability;
       break;
     }
@@ -373,7 +423,19 @@ void run(const ConicProblem& p, const interior::IpOptions& opt, ConicResult& r, 
   if (f.num_singleton_rows > 0)
     linalg::log_printf(sink, 2, "Presolve: %d rows with one entry became bounds.\n", f.num_singleton_rows);
   linalg::log_printf(sink, 2, "numcon        : %-8d numvar      : %-8d\n", f.m, f.n);
-  linalg::log_printf(sink, 2, "numcone       : %-8d\n", static_cast<int>(f.layout.soc_dim.size()));
+  int32_t num_q = 0, num_r = 0, num_exp = 0, num_pow = 0;
+  for (int32_t t : p.cone_type) {
+    const auto type = static_cast<ConeType>(t);
+    num_q += type == ConeType::kQuad;
+    num_r += type == ConeType::kRQuad;
+    num_exp += type == ConeType::kPExp || type == ConeType::kDExp;
+    num_pow += type == ConeType::kPPow || type == ConeType::kDPow;
+  }
+  linalg::log_printf(sink, 2, "numcone       : %-8d\n", static_cast<int>(p.cone_type.size()));
+  linalg::log_printf(sink, 2, "Num. Q cones  : %-8d\n", num_q);
+  linalg::log_printf(sink, 2, "Num. R cones  : %-8d\n", num_r);
+  linalg::log_printf(sink, 2, "Num. EXP cones: %-8d\n", num_exp);
+  linalg::log_printf(sink, 2, "Num. pow cones: %-8d\n", num_pow);
   Iteration iter(f, opt, t0);
   const linalg::Status st = iter.setup(r);
   if (st != linalg::Status::kOk) {

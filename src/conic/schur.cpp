@@ -42,12 +42,15 @@ Status SchurSystem::setup(const ConicForm& f, const Setup& opt) {
       }
   }
   weight_.assign(static_cast<size_t>(nw), 0.0);
-  // Quadratic cones and their cliques.
-  const size_t nc = f.layout.soc_dim.size();
+  // Small cones and their cliques: the quadratic cones (one outer term each) and the
+  // nonsymmetric cones (one per member).
+  const size_t nsoc = f.layout.soc_dim.size();
+  const size_t nc = nsoc + f.layout.nonsym.size();
   cone_col_.assign(nc, 0);
   cone_len_.assign(nc, 0);
   cone_long_.assign(nc, 0);
   long_slot_.assign(nc, -1);
+  out_ptr_.assign(1, 0);
   col_cone_.assign(static_cast<size_t>(nw), -1);
   clq_ptr_.assign(1, 0);
   clq_rows_.clear();
@@ -55,8 +58,10 @@ Status SchurSystem::setup(const ConicForm& f, const Setup& opt) {
   int64_t at = f.layout.soc_begin();
   num_long_ = 0;
   for (size_t k = 0; k < nc; ++k) {
+    const bool soc = k < nsoc;
     cone_col_[k] = at;
-    cone_len_[k] = f.layout.soc_dim[k];
+    cone_len_[k] = soc ? f.layout.soc_dim[k] : f.layout.nonsym[k - nsoc].dim;
+    out_ptr_.push_back(out_ptr_.back() + (soc ? 1 : cone_len_[k]));
     const size_t first = clq_rows_.size();
     for (int64_t j = at; j < at + cone_len_[k]; ++j) {
       col_cone_[static_cast<size_t>(j)] = static_cast<int32_t>(k);
@@ -68,7 +73,7 @@ Status SchurSystem::setup(const ConicForm& f, const Setup& opt) {
         }
       }
     }
-    if (static_cast<int64_t>(clq_rows_.size() - first) > opt.long_cone_rows) {
+    if (soc && static_cast<int64_t>(clq_rows_.size() - first) > opt.long_cone_rows) {
       cone_long_[k] = 1;
       long_slot_[k] = num_long_;
       ++num_long_;
@@ -78,8 +83,17 @@ Status SchurSystem::setup(const ConicForm& f, const Setup& opt) {
     clq_ptr_.push_back(static_cast<int64_t>(clq_rows_.size()));
     at += cone_len_[k];
   }
-  clq_u_.assign(clq_rows_.size(), 0.0);
-  clq_sign_.assign(nc, 1.0);
+  clq_uoff_.assign(static_cast<size_t>(out_ptr_.back()), 0);
+  {
+    int64_t off = 0;
+    for (size_t k = 0; k < nc; ++k)
+      for (int32_t o = out_ptr_[k]; o < out_ptr_[k + 1]; ++o) {
+        clq_uoff_[static_cast<size_t>(o)] = off;
+        off += clq_ptr_[k + 1] - clq_ptr_[k];
+      }
+    clq_u_.assign(static_cast<size_t>(off), 0.0);
+  }
+  clq_sign_.assign(static_cast<size_t>(out_ptr_.back()), 1.0);
   // Low-rank columns: two per long cone.
   lr_coef_.assign(2 * static_cast<size_t>(num_long_), 0.0);
   lr_z_.assign(lr_coef_.size() * m, 0.0);
@@ -195,7 +209,7 @@ void SchurSystem::set_weight(int64_t col, double weight) {
   weight_[static_cast<size_t>(col)] = weight;
 }
 
-void SchurSystem::add_outer(int32_t cone, const double* v, double weight) {
+void SchurSystem::add_outer(int32_t cone, int32_t slot, const double* v, double weight) {
   const size_t k = static_cast<size_t>(cone);
   const int64_t first = cone_col_[k];
   if (cone_long_[k]) {
@@ -218,10 +232,12 @@ void SchurSystem::add_outer(int32_t cone, const double* v, double weight) {
       acc_[static_cast<size_t>(f_->row_idx[static_cast<size_t>(q)])] += f_->values[static_cast<size_t>(q)] * v[i];
   }
   const double sw = std::sqrt(std::fabs(weight));
-  clq_sign_[k] = weight < 0.0 ? -1.0 : 1.0;
+  const size_t o = static_cast<size_t>(out_ptr_[k] + slot);
+  clq_sign_[o] = weight < 0.0 ? -1.0 : 1.0;
+  double* u = clq_u_.data() + clq_uoff_[o];
   for (int64_t q = b; q < e; ++q) {
     double& a = acc_[static_cast<size_t>(clq_rows_[static_cast<size_t>(q)])];
-    clq_u_[static_cast<size_t>(q)] = sw * a;
+    u[q - b] = sw * a;
     a = 0.0;
   }
 }
@@ -342,10 +358,14 @@ Status SchurSystem::factor(double delta) {
       const int32_t l = row_clq_local_[static_cast<size_t>(p)];
       if (k >= 0) {
         const size_t uk = static_cast<size_t>(k);
-        const int64_t b = clq_ptr_[uk];
-        const double uc_val = clq_sign_[uk] * clq_u_[static_cast<size_t>(b + l)];
-        for (int64_t q = b + l; q < clq_ptr_[uk + 1]; ++q)
-          acc_[static_cast<size_t>(clq_rows_[static_cast<size_t>(q)])] += uc_val * clq_u_[static_cast<size_t>(q)];
+        const int64_t b = clq_ptr_[uk], len = clq_ptr_[uk + 1] - b;
+        const int32_t* rows = clq_rows_.data() + b;
+        for (int32_t o = out_ptr_[uk]; o < out_ptr_[uk + 1]; ++o) {
+          const double* u = clq_u_.data() + clq_uoff_[static_cast<size_t>(o)];
+          const double uc_val = clq_sign_[static_cast<size_t>(o)] * u[l];
+          if (uc_val == 0.0) continue;
+          for (int64_t q = l; q < len; ++q) acc_[static_cast<size_t>(rows[q])] += uc_val * u[q];
+        }
       } else {
         const size_t kb = static_cast<size_t>(-1 - k);
         const int64_t b = f.psd_row_ptr[kb];

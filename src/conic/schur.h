@@ -41,7 +41,7 @@ class SchurSystem final : public SchurTerms {
 
   // SchurTerms, called by the cone records before factor().
   void set_weight(int64_t col, double weight) override;
-  void add_outer(int32_t cone, const double* v, double weight) override;
+  void add_outer(int32_t cone, int32_t slot, const double* v, double weight) override;
   void set_psd_scaling(int32_t block, const double* w) override;
 
   // Assembles and factors M, scaled to a unit diagonal, plus delta on that diagonal.
@@ -72,16 +72,19 @@ class SchurSystem final : public SchurTerms {
   std::vector<int32_t> rcol_;
   std::vector<double> rval_;
   std::vector<double> weight_;
-  // Quadratic cones: first column, length, clique rows (cones kept in M) and long flags.
+  // Small cones (quadratic cones, then nonsymmetric cones): first column, length, clique rows
+  // (cones kept in M), long flags (quadratic cones only) and outer terms.
   std::vector<int64_t> cone_col_;
   std::vector<int32_t> cone_len_;
   std::vector<int8_t> cone_long_;
   std::vector<int32_t> long_slot_;     // index of a long cone among the long cones
-  std::vector<int32_t> col_cone_;       // column -> quadratic cone, -1 otherwise
+  std::vector<int32_t> col_cone_;       // column -> small cone, -1 otherwise
   std::vector<int64_t> clq_ptr_;        // rows of cone k: clq_rows_[clq_ptr_[k], clq_ptr_[k+1])
   std::vector<int32_t> clq_rows_;
-  std::vector<double> clq_u_;           // A_k v at those rows, times sqrt(weight)
-  std::vector<double> clq_sign_;        // sign of each cone's outer weight
+  std::vector<int32_t> out_ptr_;        // outer terms of cone k: out_ptr_[k] .. out_ptr_[k+1]
+  std::vector<int64_t> clq_uoff_;       // per outer term: its A_k v in clq_u_ (clique rows)
+  std::vector<double> clq_u_;           // A_k v at the clique rows, times sqrt(|weight|)
+  std::vector<double> clq_sign_;        // per outer term: the sign of its weight
   int32_t num_long_ = 0;
   // Per row: the cliques (small cones and semidefinite blocks) that hold it, with its local
   // index there.

@@ -12,11 +12,6 @@
 namespace qubor::driver {
 namespace {
 
-// Cone types the optimizer takes; others are refused before the run.
-bool supported_cone(int32_t type) {
-  return type == QBR_CT_QUAD || type == QBR_CT_RQUAD || type == QBR_CT_ZERO;
-}
-
 void snapshot_conic(const task::Task& t, conic::ConicProblem& p) {
   snapshot_lp(t, p.lp);
   const task::Problem& pr = t.problem;
@@ -24,6 +19,7 @@ void snapshot_conic(const task::Task& t, conic::ConicProblem& p) {
   p.cone_ptr.assign(1, 0);
   for (const task::Cone& c : pr.cones.cones) {
     p.cone_type.push_back(c.type);
+    p.cone_par.push_back(c.par);
     for (int64_t q = c.start; q < c.start + c.n; ++q) p.cone_mem.push_back(pr.cones.members[static_cast<size_t>(q)]);
     p.cone_ptr.push_back(static_cast<int64_t>(p.cone_mem.size()));
   }
@@ -62,14 +58,6 @@ void store_solution(task::Task& t, const conic::ConicProblem& p, const conic::Co
 }  // namespace
 
 QBRrescode run_conic(task::Task& t, bool quadratic) {
-  for (const task::Cone& c : t.problem.cones.cones)
-    if (!supported_cone(c.type)) {
-      if (t.log_on())
-        t.printf(QBR_STREAM_LOG,
-                 "The conic optimizer of this version solves quadratic, rotated quadratic and zero cones; "
-                 "exponential and power cones are not supported yet.\n");
-      return QBR_REPORT(t, QBR_RES_ERR_INV_OPTIMIZER, t.ipar(QBR_IPAR_OPTIMIZER));
-    }
   const int32_t threads = intpnt_thread_count(t);
   t.set_iinf(QBR_IINF_INTPNT_NUM_THREADS, threads);
   if (t.ipar(QBR_IPAR_REMOVE_UNUSED_SOLUTIONS) != 0) {

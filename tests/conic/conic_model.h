@@ -31,6 +31,7 @@ struct ConicModel {
   std::vector<Bound> var, con;
   std::vector<Entry> a;
   std::vector<std::pair<int32_t, std::vector<int32_t>>> cones;  // type, members
+  std::vector<double> cone_par;  // per cone (power cones); missing entries are 0
   std::vector<int32_t> bar_dim;
   std::vector<Mat> mats;
 
@@ -47,8 +48,11 @@ struct ConicModel {
     for (size_t i = 0; i < con.size(); ++i)
       ASSERT_EQ(QBR_putconbound(t, static_cast<int32_t>(i), con[i].bk, con[i].lo, con[i].up), QBR_RES_OK);
     for (const Entry& e : a) ASSERT_EQ(QBR_putaij(t, e.i, e.j, e.v), QBR_RES_OK);
-    for (const auto& [type, mem] : cones)
-      ASSERT_EQ(QBR_appendcone(t, type, 0.0, static_cast<int32_t>(mem.size()), mem.data()), QBR_RES_OK);
+    for (size_t k = 0; k < cones.size(); ++k) {
+      const auto& [type, mem] = cones[k];
+      const double par = k < cone_par.size() ? cone_par[k] : 0.0;
+      ASSERT_EQ(QBR_appendcone(t, type, par, static_cast<int32_t>(mem.size()), mem.data()), QBR_RES_OK);
+    }
     for (const Mat& m : mats) {
       int64_t idx = -1;
       const double w = 1.0;

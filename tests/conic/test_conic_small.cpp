@@ -239,15 +239,6 @@ TEST(ConicSmall, UnboundedGivesADualCertificate) {
   EXPECT_GE(s.xx[0], std::hypot(s.xx[1], s.xx[2]) - 1e-9 * scale);
 }
 
-TEST(ConicSmall, ExponentialConesAreRefusedWithAMessage) {
-  ConicModel m;
-  m.c = {1, 0, 0};
-  m.var = {fr(), fr(), fr()};
-  m.cones = {{QBR_CT_PEXP, {0, 1, 2}}};
-  SolutionView s;
-  EXPECT_EQ(solve(m, s), QBR_RES_ERR_INV_OPTIMIZER);
-}
-
 TEST(ConicSmall, FreeOptimizerTakesTheConicPathAndIntpntIsRefused) {
   ConicModel m;
   m.c = {1, 0, 0};

@@ -8,9 +8,9 @@
 namespace qubor::conic {
 namespace {
 
-class NonnegCone final : public Cone {
+class NonnegCone final : public SymmetricCone {
  public:
-  NonnegCone(int64_t begin, int64_t n) : b_(begin), e_(begin + n), w_(n), lam_(n) {}
+  NonnegCone(int64_t begin, int64_t n) : SymmetricCone(begin, begin + n), b_(begin), e_(begin + n), w_(n), lam_(n) {}
   const char* name() const override { return "linear"; }
   double degree() const override { return static_cast<double>(e_ - b_); }
   void identity(double* x) const override {
@@ -49,7 +49,7 @@ class NonnegCone final : public Cone {
   void divide_lambda(const double* r, double* out) const override {
     for (int64_t j = b_; j < e_; ++j) out[j] = r[j] / lam_[j - b_];
   }
-  double max_step(const double* d) const override {
+  double max_step_scaled(const double* d) const override {
     double a = std::numeric_limits<double>::infinity();
     for (int64_t j = b_; j < e_; ++j)
       if (d[j] < 0.0) a = std::min(a, -lam_[j - b_] / d[j]);

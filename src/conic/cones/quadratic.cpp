@@ -7,6 +7,7 @@
 #include <algorithm>
 #include <cmath>
 #include <limits>
+#include <numeric>
 
 #include "conic/cones/cone.h"
 
@@ -21,9 +22,10 @@ double jnorm2(const double* x, int32_t n) {
   return (x[0] - r) * (x[0] + r);
 }
 
-class QuadraticCones final : public Cone {
+class QuadraticCones final : public SymmetricCone {
  public:
-  QuadraticCones(int64_t begin, const std::vector<int32_t>& dims) : dims_(dims) {
+  QuadraticCones(int64_t begin, const std::vector<int32_t>& dims)
+      : SymmetricCone(begin, begin + std::accumulate(dims.begin(), dims.end(), int64_t{0})), dims_(dims) {
     int64_t at = begin;
     for (int32_t d : dims) {
       start_.push_back(at);
@@ -119,7 +121,7 @@ class QuadraticCones final : public Cone {
       ok[0] = z0;
     }
   }
-  double max_step(const double* d) const override {
+  double max_step_scaled(const double* d) const override {
     double alpha = std::numeric_limits<double>::infinity();
     for (size_t k = 0; k < dims_.size(); ++k) {
       const int32_t n = dims_[k];
@@ -161,7 +163,7 @@ class QuadraticCones final : public Cone {
       const double* w = wbar(k);
       v[0] = w[0];
       for (int32_t i = 1; i < n; ++i) v[i] = -w[i];
-      terms.add_outer(static_cast<int32_t>(k), v, 2.0 * f);
+      terms.add_outer(static_cast<int32_t>(k), 0, v, 2.0 * f);
     }
   }
 

@@ -47,9 +47,14 @@ struct Block {
   std::vector<double> r, rinv, wm, lam;
 };
 
-class SemidefiniteCones final : public Cone {
+int64_t end_of(int64_t begin, const std::vector<int32_t>& dims) {
+  for (int32_t d : dims) begin += svec_len(d);
+  return begin;
+}
+
+class SemidefiniteCones final : public SymmetricCone {
  public:
-  SemidefiniteCones(int64_t begin, const std::vector<int32_t>& dims) {
+  SemidefiniteCones(int64_t begin, const std::vector<int32_t>& dims) : SymmetricCone(begin, end_of(begin, dims)) {
     int64_t at = begin;
     int32_t dmax = 0;
     for (int32_t d : dims) {
@@ -165,7 +170,7 @@ class SemidefiniteCones final : public Cone {
           out[p] = 2.0 * r[p] / (b.lam[static_cast<size_t>(i)] + b.lam[static_cast<size_t>(c)]);
     }
   }
-  double max_step(const double* dvec) const override {
+  double max_step_scaled(const double* dvec) const override {
     double alpha = std::numeric_limits<double>::infinity();
     for (const Block& b : blocks_) {
       const int32_t d = b.d;
