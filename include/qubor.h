@@ -2032,6 +2032,8 @@ QBR_API QBRrescode QBR_readsolution(QBRtask_t task, QBRint32t whichsol, const ch
 QBR_API QBRrescode QBR_optimizetrm(QBRtask_t task, QBRrescode *trmcode);
 QBR_API QBRrescode QBR_optimize(QBRtask_t task);
 QBR_API QBRrescode QBR_optimizersummary(QBRtask_t task, QBRint32t whichstream);
+/* Converts the quadratic terms of the task to rotated quadratic cones, in place. */
+QBR_API QBRrescode QBR_toconic(QBRtask_t task);
 
 #ifdef __cplusplus
 }

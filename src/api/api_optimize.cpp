@@ -1,6 +1,7 @@
 // Optimize entry points: the frame, then the driver.
 #include "api/frame.h"
 #include "driver/optimize.h"
+#include "driver/quadratic.h"
 
 using qubor::api::Task;
 
@@ -20,6 +21,10 @@ QBRrescode QBR_optimizersummary(QBRtask_t task, QBRint32t whichstream) {
       return QBR_REPORT(t, QBR_RES_ERR_INVALID_STREAM, whichstream);
     return qubor::driver::optimizer_summary(t, whichstream);
   });
+}
+
+QBRrescode QBR_toconic(QBRtask_t task) {
+  return qubor::api::task_frame(task, [&](Task& t) { return qubor::driver::to_conic(t, nullptr); });
 }
 
 }  // extern "C"

@@ -57,7 +57,7 @@ void store_solution(task::Task& t, const conic::ConicProblem& p, const conic::Co
 
 }  // namespace
 
-QBRrescode run_conic(task::Task& t) {
+QBRrescode run_conic(task::Task& t, bool quadratic) {
   const int32_t threads = intpnt_thread_count(t);
   t.set_iinf(QBR_IINF_INTPNT_NUM_THREADS, threads);
   if (t.ipar(QBR_IPAR_REMOVE_UNUSED_SOLUTIONS) != 0) {
@@ -67,12 +67,12 @@ QBRrescode run_conic(task::Task& t) {
   conic::ConicProblem p;
   snapshot_conic(t, p);
   interior::IpOptions opt = interior_options(t, threads);
-  opt.tol_pfeas = t.dpar(QBR_DPAR_INTPNT_CO_TOL_PFEAS);
-  opt.tol_dfeas = t.dpar(QBR_DPAR_INTPNT_CO_TOL_DFEAS);
-  opt.tol_rel_gap = t.dpar(QBR_DPAR_INTPNT_CO_TOL_REL_GAP);
-  opt.tol_infeas = t.dpar(QBR_DPAR_INTPNT_CO_TOL_INFEAS);
-  opt.tol_mu_red = t.dpar(QBR_DPAR_INTPNT_CO_TOL_MU_RED);
-  opt.tol_near_rel = t.dpar(QBR_DPAR_INTPNT_CO_TOL_NEAR_REL);
+  opt.tol_pfeas = t.dpar(quadratic ? QBR_DPAR_INTPNT_QO_TOL_PFEAS : QBR_DPAR_INTPNT_CO_TOL_PFEAS);
+  opt.tol_dfeas = t.dpar(quadratic ? QBR_DPAR_INTPNT_QO_TOL_DFEAS : QBR_DPAR_INTPNT_CO_TOL_DFEAS);
+  opt.tol_rel_gap = t.dpar(quadratic ? QBR_DPAR_INTPNT_QO_TOL_REL_GAP : QBR_DPAR_INTPNT_CO_TOL_REL_GAP);
+  opt.tol_infeas = t.dpar(quadratic ? QBR_DPAR_INTPNT_QO_TOL_INFEAS : QBR_DPAR_INTPNT_CO_TOL_INFEAS);
+  opt.tol_mu_red = t.dpar(quadratic ? QBR_DPAR_INTPNT_QO_TOL_MU_RED : QBR_DPAR_INTPNT_CO_TOL_MU_RED);
+  opt.tol_near_rel = t.dpar(quadratic ? QBR_DPAR_INTPNT_QO_TOL_NEAR_REL : QBR_DPAR_INTPNT_CO_TOL_NEAR_REL);
   opt.progress = [&t](int32_t iter) {
     t.set_iinf(QBR_IINF_INTPNT_ITER, iter);
     if (!t.progress(QBR_CALLBACK_CONIC)) return false;

@@ -7,6 +7,8 @@
 
 namespace qubor::driver {
 
-QBRrescode run_conic(task::Task& t);
+// `quadratic`: the task is the conic form of a quadratic task, and the run takes the
+// quadratic tolerances (QBR_DPAR_INTPNT_QO_TOL_*) instead of the conic ones.
+QBRrescode run_conic(task::Task& t, bool quadratic = false);
 
 }  // namespace qubor::driver

@@ -7,6 +7,7 @@
 
 #include "driver/conic_handover.h"
 #include "driver/lp_handover.h"
+#include "driver/quadratic.h"
 #include "task/problem_ops.h"
 #include "task/report.h"
 #include "task/solution_eval.h"
@@ -76,10 +77,11 @@ QBRrescode continuous_dispatch(Task& t, int32_t optimizer) {
   const int32_t type = task::problem_type(t.problem);
   const bool conic = type == QBR_PROBTYPE_CONIC || type == QBR_PROBTYPE_MIXED;
   const bool quadratic = type == QBR_PROBTYPE_QO || type == QBR_PROBTYPE_QCQO || type == QBR_PROBTYPE_MIXED;
-  if (optimizer == QBR_OPTIMIZER_FREE && conic) return run_conic(t);
+  // The conic optimizer takes quadratic terms through their conic form.
+  if (optimizer == QBR_OPTIMIZER_FREE && conic) return quadratic ? run_quadratic(t) : run_conic(t);
   if ((optimizer == QBR_OPTIMIZER_INTPNT || optimizer == QBR_OPTIMIZER_FREE) && quadratic && !conic)
-    return unavailable(t, "quadratic optimizer", optimizer);
-  if (optimizer == QBR_OPTIMIZER_CONIC) return run_conic(t);
+    return run_quadratic(t);
+  if (optimizer == QBR_OPTIMIZER_CONIC) return quadratic ? run_quadratic(t) : run_conic(t);
   if (in_simplex_set(optimizer)) {
     if (type != QBR_PROBTYPE_LO) return QBR_REPORT(t, QBR_RES_ERR_INV_OPTIMIZER, optimizer);
     return unavailable(t, "simplex optimizer", optimizer);

@@ -35,6 +35,17 @@ class TaskTest : public ::testing::Test {
     QBR_getlasterror(task, &code, sizeof buf, &len, buf);
     return buf;
   }
+  // Statuses of the interior-point solution item.
+  QBRint32t solsta() {
+    QBRint32t s = -1;
+    QBR_getsolsta(task, QBR_SOL_ITR, &s);
+    return s;
+  }
+  QBRint32t prosta() {
+    QBRint32t s = -1;
+    QBR_getprosta(task, QBR_SOL_ITR, &s);
+    return s;
+  }
   QBRrescode last_code() {
     QBRrescode code = -1;
     QBR_getlasterror(task, &code, 0, nullptr, nullptr);

@@ -45,16 +45,6 @@ class PresolvePathTest : public TaskTest {
     QBR_putarow(task, i, static_cast<QBRint32t>(sub.size()), sub.data(), val.data());
     QBR_putconbound(task, i, bk, lo, up);
   }
-  QBRint32t solsta() {
-    QBRint32t s = -1;
-    QBR_getsolsta(task, QBR_SOL_ITR, &s);
-    return s;
-  }
-  QBRint32t prosta() {
-    QBRint32t s = -1;
-    QBR_getprosta(task, QBR_SOL_ITR, &s);
-    return s;
-  }
   bool saw(QBRint32t caller) const {
     for (QBRint32t c : callers.seen)
       if (c == caller) return true;

@@ -135,6 +135,39 @@ void SparseCholesky::diagonal(std::vector<double>& d) const {
   for (size_t k = 0; k < m.nf.d.size(); ++k) d[m.sf.perm[k]] = m.nf.d[k];
 }
 
+Status SparseCholesky::factor_rows(std::vector<int64_t>& ptr, std::vector<int32_t>& col,
+                                   std::vector<double>& val) const {
+  const Impl& m = *impl_;
+  if (!m.analysed) return Status::kNotAnalysed;
+  if (!m.nf.valid || m.opt.type != FactorType::kCholesky) return Status::kNotFactored;
+  const SymbolicFactor& sf = m.sf;
+  try {
+    std::vector<uint8_t> dropped(static_cast<size_t>(sf.n), 0);
+    for (int32_t j : m.nf.perturbed) dropped[static_cast<size_t>(sf.invp[j])] = 1;
+    ptr.assign(1, 0);
+    col.clear();
+    val.clear();
+    for (int32_t s = 0; s < sf.nsuper; ++s) {
+      const int32_t nr = sf.nrows(s), w = sf.ncols(s);
+      const int32_t* rows = sf.rows.data() + sf.row_ptr[s];
+      const double* blk = m.nf.values.data() + sf.value_ptr[s];
+      for (int32_t c = 0; c < w; ++c) {
+        if (dropped[static_cast<size_t>(sf.super_start[s] + c)]) continue;
+        for (int32_t r = c; r < nr; ++r) {
+          const double v = blk[r + static_cast<int64_t>(c) * nr];
+          if (v == 0.0) continue;
+          col.push_back(sf.perm[rows[r]]);
+          val.push_back(v);
+        }
+        ptr.push_back(static_cast<int64_t>(col.size()));
+      }
+    }
+  } catch (const std::bad_alloc&) {
+    return Status::kOutOfSpace;
+  }
+  return Status::kOk;
+}
+
 int32_t SparseCholesky::dimension() const { return impl_->sf.n; }
 int64_t SparseCholesky::nnz_l() const { return impl_->sf.nnz_l; }
 double SparseCholesky::flops() const { return impl_->sf.flops; }

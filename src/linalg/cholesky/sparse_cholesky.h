@@ -110,6 +110,10 @@ class SparseCholesky {
   const std::vector<int32_t>& permutation() const;
   // LDL': the diagonal D in A's numbering (d[i] for column i); empty for Cholesky.
   void diagonal(std::vector<double>& d) const;
+  // Cholesky: the rows of L' P with accepted pivots, as a row-wise sparse matrix F (ptr of
+  // rows + 1 entries, col in A's numbering, exact zeros left out), so that A = F' F up to the
+  // replaced pivots, whose columns of L are dropped. kNotFactored before a factorization.
+  Status factor_rows(std::vector<int64_t>& ptr, std::vector<int32_t>& col, std::vector<double>& val) const;
 
   int32_t dimension() const;
   int64_t nnz_l() const;
