@@ -85,27 +85,35 @@ int32_t ratio_test(Engine& e, DualWork& dw, double s, double slope) {
     }
   }
   if (dw.cands.empty()) return -1;
-  std::sort(dw.cands.begin(), dw.cands.end(), [](const Candidate& a, const Candidate& b) {
-    return a.ratio < b.ratio || (a.ratio == b.ratio && a.j < b.j);
-  });
-  size_t k0 = 0;
-  for (; k0 < dw.cands.size(); ++k0) {
-    const size_t j = static_cast<size_t>(dw.cands[k0].j);
+  // Breakpoints in increasing ratio, taken from a heap: few are passed, so few are sorted.
+  auto later = [](const Candidate& a, const Candidate& b) {
+    return a.ratio > b.ratio || (a.ratio == b.ratio && a.j > b.j);
+  };
+  std::make_heap(dw.cands.begin(), dw.cands.end(), later);
+  auto heap_end = dw.cands.end();
+  for (;;) {
+    if (heap_end == dw.cands.begin()) return -1;
+    const Candidate& c = dw.cands.front();
+    const size_t j = static_cast<size_t>(c.j);
     const double range = e.up[j] - e.lo[j];
     if (!std::isfinite(range) || e.state[j] == kAtZero) break;
     // A slope that only rounding keeps positive ends the passing.
-    const double after = slope - dw.cands[k0].abs_alpha * range;
+    const double after = slope - c.abs_alpha * range;
     if (after <= e.opt.tol_primal) break;
     slope = after;
+    std::pop_heap(dw.cands.begin(), heap_end, later);
+    --heap_end;
   }
-  if (k0 == dw.cands.size()) return -1;
+  // Passed breakpoints sit at the back; Harris' passes run over the heap's items.
+  const size_t k0 = static_cast<size_t>(heap_end - dw.cands.begin());
   double tmax = kInf;
-  for (size_t k = k0; k < dw.cands.size() && dw.cands[k].ratio <= tmax; ++k)
-    tmax = std::min(tmax, dw.cands[k].harris);
-  size_t best = k0;
-  for (size_t k = k0; k < dw.cands.size() && dw.cands[k].ratio <= tmax; ++k)
-    if (dw.cands[k].abs_alpha > dw.cands[best].abs_alpha) best = k;
-  for (size_t k = 0; k < k0; ++k) dw.flips.push_back(dw.cands[k].j);
+  for (size_t k = 0; k < k0; ++k) tmax = std::min(tmax, dw.cands[k].harris);
+  size_t best = 0;
+  for (size_t k = 0; k < k0; ++k)
+    if (dw.cands[k].ratio <= tmax && (dw.cands[k].abs_alpha > dw.cands[best].abs_alpha ||
+                                      (dw.cands[k].abs_alpha == dw.cands[best].abs_alpha && dw.cands[k].j < dw.cands[best].j)))
+      best = k;
+  for (size_t k = k0; k < dw.cands.size(); ++k) dw.flips.push_back(dw.cands[k].j);
   return dw.cands[best].j;
 }
 
@@ -146,6 +154,8 @@ void update_weights(Engine& e, DualWork& dw, int32_t r, double alpha) {
       w = std::max(w, ratio * ratio * wr);
     else
       w = std::max(w - 2.0 * ratio * dw.tau[static_cast<size_t>(p)] + ratio * ratio * wr, 1e-4);
+    // An overflowing update restarts the weight; a NaN would hide the row from pricing.
+    if (!(w < 1e30)) w = 1.0;
   }
   dw.w[static_cast<size_t>(r)] = std::max(wr / (alpha * alpha), devex ? 1.0 : 1e-4);
 }
@@ -283,11 +293,29 @@ LoopEnd run_dual(Engine& e, const interior::LpProblem& lp, SimplexResult& res) {
   const int64_t start_iterations = e.iterations;
   e.refactor();
   LoopEnd end = LoopEnd::kOptimal;
+  bool verified = false;
   for (int attempt = 0; attempt < 4; ++attempt) {
     align_boxed(e);
+    // Perturbed costs serve phase 1 as well: its auxiliary problem is as degenerate as
+    // its bounds are uniform.
+    if (attempt == 0 && e.opt.perturb) {
+      perturb_costs(e);
+      e.compute_dual();
+      align_boxed(e);
+    }
     if (e.dual_infeasibility() > e.opt.tol_dual) {
       std::vector<double> ray;
-      if (!dual_phase1(e, dw, res, ray)) {
+      bool feasible = dual_phase1(e, dw, res, ray);
+      if (!feasible && e.costs_changed && res.status == Status::kUnknown) {
+        // The perturbed costs may leave no room where the data's costs have a thin dual
+        // feasible set: decide on the data's costs.
+        e.cost = e.cost_orig;
+        e.costs_changed = false;
+        e.compute_dual();
+        align_boxed(e);
+        feasible = dual_phase1(e, dw, res, ray);
+      }
+      if (!feasible) {
         e.extract_primal_ray(lp, ray.data(), res);
         res.status = Status::kDualInfeasible;
         end = LoopEnd::kUnbounded;
@@ -297,11 +325,6 @@ LoopEnd run_dual(Engine& e, const interior::LpProblem& lp, SimplexResult& res) {
         end = LoopEnd::kLimit;
         break;
       }
-    }
-    if (attempt == 0 && e.opt.perturb) {
-      perturb_costs(e);
-      e.compute_dual();
-      align_boxed(e);
     }
     end = iterate(e, dw, res, false);
     if (end == LoopEnd::kUnbounded) {
@@ -314,7 +337,9 @@ LoopEnd run_dual(Engine& e, const interior::LpProblem& lp, SimplexResult& res) {
     e.cost = e.cost_orig;
     e.costs_changed = false;
     e.refactor();
-    if (e.primal_infeasibility() <= e.opt.tol_primal && e.dual_infeasibility() <= e.opt.tol_dual) break;
+    verified = e.primal_infeasibility() <= e.opt.tol_primal && e.dual_infeasibility() <= e.opt.tol_dual;
+    if (verified) break;
+    std::fill(dw.w.begin(), dw.w.end(), 1.0);
     if (e.primal_infeasibility() <= e.opt.tol_primal && ++e.handoffs <= 3) {
       res.dual_iterations += e.iterations - start_iterations;
       return run_primal(e, lp, res);
@@ -323,6 +348,10 @@ LoopEnd run_dual(Engine& e, const interior::LpProblem& lp, SimplexResult& res) {
   if (end == LoopEnd::kLimit || end == LoopEnd::kTrouble) {
     e.cost = e.cost_orig;
     e.compute_dual();
+  }
+  if (end == LoopEnd::kOptimal && !verified) {
+    end = LoopEnd::kTrouble;
+    res.status = Status::kNumericalTrouble;
   }
   if (end == LoopEnd::kOptimal || end == LoopEnd::kLimit || end == LoopEnd::kTrouble) {
     e.extract(lp, res);

@@ -290,7 +290,7 @@ double Engine::primal_infeasibility(double* sum) const {
   double worst = 0.0, total = 0.0;
   for (int32_t p = 0; p < m; ++p) {
     const size_t j = static_cast<size_t>(basis[static_cast<size_t>(p)]);
-    const double v = std::max(lo[j] - x[j], x[j] - up[j]);
+    const double v = std::isnan(x[j]) ? kInf : std::max(lo[j] - x[j], x[j] - up[j]);
     if (v > 0.0) {
       worst = std::max(worst, v);
       total += v;

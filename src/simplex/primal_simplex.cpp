@@ -208,6 +208,7 @@ LoopEnd run_primal(Engine& e, const interior::LpProblem& lp, SimplexResult& res)
   e.costs_changed = false;
   e.refactor();
   LoopEnd end = LoopEnd::kOptimal;
+  bool verified = false;
   for (int attempt = 0; attempt < 4; ++attempt) {
     if (e.primal_infeasibility() > e.opt.tol_primal) {
       end = iterate(e, pw, lp, res, true);
@@ -222,7 +223,12 @@ LoopEnd run_primal(Engine& e, const interior::LpProblem& lp, SimplexResult& res)
     end = iterate(e, pw, lp, res, false);
     if (end != LoopEnd::kOptimal) break;
     e.refactor();
-    if (e.primal_infeasibility() <= e.opt.tol_primal && e.dual_infeasibility() <= e.opt.tol_dual) break;
+    verified = e.primal_infeasibility() <= e.opt.tol_primal && e.dual_infeasibility() <= e.opt.tol_dual;
+    if (verified) break;
+  }
+  if (end == LoopEnd::kOptimal && !verified) {
+    end = LoopEnd::kTrouble;
+    res.status = Status::kNumericalTrouble;
   }
   if (end != LoopEnd::kUnbounded) {
     e.extract(lp, res);
