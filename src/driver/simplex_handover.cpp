@@ -59,6 +59,14 @@ bool presolved_start(task::Task& t, const interior::LpProblem& lp, const simplex
   const presolve::LpSolution full = pr.postsolve(reduced_solution);
   start.skx.assign(full.skx.begin(), full.skx.end());
   start.skc.assign(full.skc.begin(), full.skc.end());
+  // A mapped basis with the wrong number of basic items is not used.
+  const auto basic = std::count(start.skx.begin(), start.skx.end(), QBR_SK_BAS) +
+                     std::count(start.skc.begin(), start.skc.end(), QBR_SK_BAS);
+  if (basic != lp.num_row) {
+    linalg::log_printf(&opt.log, 1, "The postsolved basis has %lld basic items for %d constraints; the optimizer "
+                       "starts from the slack basis.\n", static_cast<long long>(basic), lp.num_row);
+    return false;
+  }
   return true;
 }
 
@@ -204,6 +212,14 @@ QBRrescode run_simplex(task::Task& t, int32_t optimizer) {
   linalg::log_printf(&opt.log, 1, "%-6s %-12s %-20s %-12s %-12s %-8s\n", "PHASE", "ITER", "OBJECTIVE", "PINF-SUM",
                      "DINF-MAX", "TIME");
   simplex::solve(lp, opt, hot ? &start : nullptr, r);
+  if (hot && !was_defined && r.status == simplex::Status::kNumericalTrouble) {
+    // The basis mapped back by postsolve led into trouble: start over from the slack basis.
+    const simplex::SimplexResult failed = r;
+    simplex::solve(lp, opt, nullptr, r);
+    r.dual_iterations += failed.dual_iterations;
+    r.primal_iterations += failed.primal_iterations;
+    r.time += failed.time;
+  }
   // The presolved run's work counts as well.
   r.primal_iterations += reduced_run.primal_iterations;
   r.dual_iterations += reduced_run.dual_iterations;

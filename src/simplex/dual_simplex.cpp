@@ -42,9 +42,9 @@ struct DualWork {
 int32_t choose_row(const Engine& e, const std::vector<double>& w) {
   int32_t best = -1;
   double best_score = 0.0;
-  const double tol = e.opt.tol_primal;
   for (int32_t p = 0; p < e.m; ++p) {
     const size_t j = static_cast<size_t>(e.basis[static_cast<size_t>(p)]);
+    const double tol = e.tol_p[j];
     double v = e.lo[j] - e.x[j];
     if (v <= tol) {
       v = e.x[j] - e.up[j];
@@ -65,7 +65,7 @@ int32_t choose_row(const Engine& e, const std::vector<double>& w) {
 int32_t ratio_test(Engine& e, DualWork& dw, double s, double slope) {
   dw.cands.clear();
   dw.flips.clear();
-  const double tol_d = e.opt.tol_dual, tol_piv = e.opt.tol_pivot;
+  const double tol_piv = e.opt.tol_pivot;
   for (int32_t j : e.row_list_) {
     const size_t js = static_cast<size_t>(j);
     const int8_t st = e.state[js];
@@ -73,7 +73,7 @@ int32_t ratio_test(Engine& e, DualWork& dw, double s, double slope) {
     const double a = e.row[js];
     if (std::fabs(a) < tol_piv) continue;
     const double v = s * a;
-    const double dj = e.d[js];
+    const double dj = e.d[js], tol_d = e.tol_d[js];
     if (st == kAtLower) {
       if (v <= 0.0) continue;
       dw.cands.push_back({j, std::max(dj, 0.0) / v, (dj + tol_d) / v, std::fabs(a)});
@@ -163,14 +163,13 @@ void update_weights(Engine& e, DualWork& dw, int32_t r, double alpha) {
 // Dual iterations on the current working bounds and costs until primal feasibility,
 // dual unboundedness or a limit.
 LoopEnd iterate(Engine& e, DualWork& dw, SimplexResult& res, bool phase1) {
-  const double tol_p = e.opt.tol_primal;
   for (;;) {
     if (e.limit_reached(res)) return LoopEnd::kLimit;
     const int32_t r = choose_row(e, dw.w);
     if (r < 0) return LoopEnd::kOptimal;
     const int32_t p = e.basis[static_cast<size_t>(r)];
     const size_t ps = static_cast<size_t>(p);
-    const bool to_lower = e.x[ps] < e.lo[ps] - tol_p;
+    const bool to_lower = e.x[ps] < e.lo[ps] - e.tol_p[ps];
     const double s = to_lower ? -1.0 : 1.0;
     std::fill(dw.rho.begin(), dw.rho.end(), 0.0);
     dw.rho[static_cast<size_t>(r)] = 1.0;
@@ -263,7 +262,7 @@ bool dual_phase1(Engine& e, DualWork& dw, SimplexResult& res, std::vector<double
   e.up = up;
   align_boxed(e);
   if (end == LoopEnd::kLimit || end == LoopEnd::kTrouble) return true;
-  return !(e.dual_infeasibility() > e.opt.tol_dual && aux_obj < -e.opt.tol_dual);
+  return e.dual_feasible() || aux_obj >= -e.opt.tol_dual;
 }
 
 // Random cost perturbation against dual degeneracy, in the direction that keeps the
@@ -303,7 +302,7 @@ LoopEnd run_dual(Engine& e, const interior::LpProblem& lp, SimplexResult& res) {
       e.compute_dual();
       align_boxed(e);
     }
-    if (e.dual_infeasibility() > e.opt.tol_dual) {
+    if (!e.dual_feasible()) {
       std::vector<double> ray;
       bool feasible = dual_phase1(e, dw, res, ray);
       if (!feasible && e.costs_changed && res.status == Status::kUnknown) {
@@ -337,10 +336,10 @@ LoopEnd run_dual(Engine& e, const interior::LpProblem& lp, SimplexResult& res) {
     e.cost = e.cost_orig;
     e.costs_changed = false;
     e.refactor();
-    verified = e.primal_infeasibility() <= e.opt.tol_primal && e.dual_infeasibility() <= e.opt.tol_dual;
+    verified = e.primal_feasible() && e.dual_feasible();
     if (verified) break;
     std::fill(dw.w.begin(), dw.w.end(), 1.0);
-    if (e.primal_infeasibility() <= e.opt.tol_primal && ++e.handoffs <= 3) {
+    if (e.primal_feasible() && ++e.handoffs <= 3) {
       res.dual_iterations += e.iterations - start_iterations;
       return run_primal(e, lp, res);
     }

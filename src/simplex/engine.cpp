@@ -36,6 +36,17 @@ Engine::Engine(const interior::LpProblem& lp, const SimplexOptions& o)
     up[js] = -lp.row_lo[is] * row_scale[is];
   }
   cost_orig = cost;
+  tol_p.resize(ns);
+  tol_d.resize(ns);
+  auto clamp = [](double v, double base) { return std::clamp(v, 1e-3 * base, 1e3 * base); };
+  for (int32_t j = 0; j < n; ++j) {
+    tol_p[static_cast<size_t>(j)] = clamp(o.tol_primal / col_scale[static_cast<size_t>(j)], o.tol_primal);
+    tol_d[static_cast<size_t>(j)] = clamp(o.tol_dual * col_scale[static_cast<size_t>(j)], o.tol_dual);
+  }
+  for (int32_t i = 0; i < m; ++i) {
+    tol_p[static_cast<size_t>(n + i)] = clamp(o.tol_primal * row_scale[static_cast<size_t>(i)], o.tol_primal);
+    tol_d[static_cast<size_t>(n + i)] = clamp(o.tol_dual / row_scale[static_cast<size_t>(i)], o.tol_dual);
+  }
   basis.assign(static_cast<size_t>(m), 0);
   where.assign(ns, -1);
   state.assign(ns, kAtLower);
@@ -292,7 +303,7 @@ double Engine::primal_infeasibility(double* sum) const {
     const size_t j = static_cast<size_t>(basis[static_cast<size_t>(p)]);
     const double v = std::isnan(x[j]) ? kInf : std::max(lo[j] - x[j], x[j] - up[j]);
     if (v > 0.0) {
-      worst = std::max(worst, v);
+      worst = std::max(worst, v / tol_p[j]);
       total += v;
     }
   }
@@ -304,12 +315,14 @@ double Engine::dual_infeasibility() const {
   double worst = 0.0;
   for (int32_t j = 0; j < nt; ++j) {
     const size_t js = static_cast<size_t>(j);
+    double v = 0.0;
     switch (state[js]) {
-      case kAtLower: worst = std::max(worst, -d[js]); break;
-      case kAtUpper: worst = std::max(worst, d[js]); break;
-      case kAtZero: worst = std::max(worst, std::fabs(d[js])); break;
+      case kAtLower: v = -d[js]; break;
+      case kAtUpper: v = d[js]; break;
+      case kAtZero: v = std::fabs(d[js]); break;
       default: break;
     }
+    if (!(v <= 0.0)) worst = std::max(worst, std::isnan(v) ? kInf : v / tol_d[js]);
   }
   return worst;
 }

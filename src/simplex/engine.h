@@ -48,10 +48,13 @@ class Engine {
   // asks for it or refuses the update.
   void change_basis(int32_t r, int32_t q, const double* alpha);
 
-  // Largest primal infeasibility of the basic items, and its sum.
+  // Largest primal infeasibility of the basic items relative to their tolerances (1 means
+  // at the tolerance), and the sum of the infeasibilities.
   double primal_infeasibility(double* sum = nullptr) const;
-  // Largest dual infeasibility of the nonbasic items (boxed items count at their bound).
+  // Largest dual infeasibility of the nonbasic items, relative to their tolerances.
   double dual_infeasibility() const;
+  bool primal_feasible() const { return primal_infeasibility() <= 1.0; }
+  bool dual_feasible() const { return dual_infeasibility() <= 1.0; }
   double objective() const;  // cost_orig'x in the scaled form
 
   bool out_of_time() const;
@@ -76,6 +79,9 @@ class Engine {
   std::vector<double> rval;
   std::vector<double> row_scale, col_scale;
   std::vector<double> lo, up, cost, cost_orig;
+  // Feasibility tolerances per item: the options' tolerances hold for the problem's own
+  // units, so they are scaled with the item (clamped against scaling extremes).
+  std::vector<double> tol_p, tol_d;
   std::vector<int32_t> basis, where;
   std::vector<int8_t> state;
   std::vector<double> x, d, y;

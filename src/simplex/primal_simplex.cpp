@@ -33,8 +33,8 @@ bool phase1_costs(Engine& e, PrimalWork& pw) {
   for (int32_t p = 0; p < e.m; ++p) {
     const size_t j = static_cast<size_t>(e.basis[static_cast<size_t>(p)]);
     double c = 0.0;
-    if (e.x[j] < e.lo[j] - e.opt.tol_primal) c = -1.0;
-    if (e.x[j] > e.up[j] + e.opt.tol_primal) c = 1.0;
+    if (e.x[j] < e.lo[j] - e.tol_p[j]) c = -1.0;
+    if (e.x[j] > e.up[j] + e.tol_p[j]) c = 1.0;
     any = any || c != 0.0;
     pw.y1[static_cast<size_t>(p)] = c;
   }
@@ -61,9 +61,9 @@ bool phase1_costs(Engine& e, PrimalWork& pw) {
 int32_t choose_column(const Engine& e, const std::vector<double>& d, const std::vector<double>& w) {
   int32_t best = -1;
   double best_score = 0.0;
-  const double tol = e.opt.tol_dual;
   for (int32_t j = 0; j < e.nt; ++j) {
     const size_t js = static_cast<size_t>(j);
+    const double tol = e.tol_d[js];
     double v = 0.0;
     switch (e.state[js]) {
       case kAtLower: v = -d[js]; break;
@@ -86,8 +86,8 @@ double step_limit(const Engine& e, size_t j, double rate, double tol, bool phase
   double lo = e.lo[j], up = e.up[j];
   if (phase1) {
     // An infeasible item blocks only where it becomes feasible.
-    if (e.x[j] < lo - e.opt.tol_primal) up = lo, lo = -kInf;
-    else if (e.x[j] > up + e.opt.tol_primal) lo = up, up = kInf;
+    if (e.x[j] < lo - e.tol_p[j]) up = lo, lo = -kInf;
+    else if (e.x[j] > up + e.tol_p[j]) lo = up, up = kInf;
   }
   if (rate < 0.0 && std::isfinite(lo)) return std::max(e.x[j] - lo + tol, 0.0) / -rate;
   if (rate > 0.0 && std::isfinite(up)) return std::max(up + tol - e.x[j], 0.0) / rate;
@@ -111,8 +111,8 @@ LoopEnd iterate(Engine& e, PrimalWork& pw, const interior::LpProblem& lp, Simple
     for (int32_t p = 0; p < e.m; ++p) {
       const double a = pw.col[static_cast<size_t>(p)];
       if (std::fabs(a) < e.opt.tol_pivot) continue;
-      tmax = std::min(tmax, step_limit(e, static_cast<size_t>(e.basis[static_cast<size_t>(p)]), -dir * a,
-                                       e.opt.tol_primal, phase1));
+      const size_t j = static_cast<size_t>(e.basis[static_cast<size_t>(p)]);
+      tmax = std::min(tmax, step_limit(e, j, -dir * a, e.tol_p[j], phase1));
     }
     const double range = e.up[qs] - e.lo[qs];
     if (std::isfinite(range) && e.state[qs] != kAtZero && range <= tmax) {
@@ -164,8 +164,8 @@ LoopEnd iterate(Engine& e, PrimalWork& pw, const interior::LpProblem& lp, Simple
     // The bound the leaving item reaches.
     const bool falls = -dir * alpha < 0.0;
     double target = falls ? e.lo[ps] : e.up[ps];
-    if (phase1 && e.x[ps] < e.lo[ps] - e.opt.tol_primal) target = e.lo[ps];
-    if (phase1 && e.x[ps] > e.up[ps] + e.opt.tol_primal) target = e.up[ps];
+    if (phase1 && e.x[ps] < e.lo[ps] - e.tol_p[ps]) target = e.lo[ps];
+    if (phase1 && e.x[ps] > e.up[ps] + e.tol_p[ps]) target = e.up[ps];
     // Duals (the phase-2 ones are kept current in both phases).
     std::fill(pw.rho.begin(), pw.rho.end(), 0.0);
     pw.rho[static_cast<size_t>(r)] = 1.0;
@@ -210,7 +210,7 @@ LoopEnd run_primal(Engine& e, const interior::LpProblem& lp, SimplexResult& res)
   LoopEnd end = LoopEnd::kOptimal;
   bool verified = false;
   for (int attempt = 0; attempt < 4; ++attempt) {
-    if (e.primal_infeasibility() > e.opt.tol_primal) {
+    if (!e.primal_feasible()) {
       end = iterate(e, pw, lp, res, true);
       if (end == LoopEnd::kUnbounded && ++e.handoffs <= 3) {
         // No improving direction for the sum of infeasibilities: infeasible. The dual
@@ -223,7 +223,7 @@ LoopEnd run_primal(Engine& e, const interior::LpProblem& lp, SimplexResult& res)
     end = iterate(e, pw, lp, res, false);
     if (end != LoopEnd::kOptimal) break;
     e.refactor();
-    verified = e.primal_infeasibility() <= e.opt.tol_primal && e.dual_infeasibility() <= e.opt.tol_dual;
+    verified = e.primal_feasible() && e.dual_feasible();
     if (verified) break;
   }
   if (end == LoopEnd::kOptimal && !verified) {
