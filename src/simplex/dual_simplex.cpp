@@ -261,7 +261,8 @@ bool dual_phase1(Engine& e, DualWork& dw, SimplexResult& res, std::vector<double
   e.lo = lo;
   e.up = up;
   align_boxed(e);
-  if (end == LoopEnd::kLimit || end == LoopEnd::kTrouble) return true;
+  // Only an optimal auxiliary run proves anything; the others leave it to the next attempt.
+  if (end != LoopEnd::kOptimal) return true;
   return e.dual_feasible() || aux_obj >= -e.opt.tol_dual;
 }
 

@@ -338,3 +338,29 @@ TEST_F(SimplexTask, IterationLimitAndCallbackStop) {
 }
 
 }  // namespace
+
+namespace {
+
+// Basis identification after the interior point, on degenerate (scsd1, scsd6) and dual
+// degenerate (sc105, scagr7) models, with presolve on and off and each clean-up optimizer:
+// the basic item is optimal at the interior item's objective and obeys the key rules.
+TEST_F(SimplexTask, BasisIdentificationGivesAnOptimalBasis) {
+  for (const char* name : {"scsd1", "scsd6", "sc105", "scagr7"}) {
+    for (QBRint32t clean : {QBR_OPTIMIZER_FREE, QBR_OPTIMIZER_DUAL_SIMPLEX}) {
+      SCOPED_TRACE(std::string(name) + " " + std::to_string(clean));
+      if (!load("netlib-lp", name)) GTEST_SKIP() << "instance data not installed";
+      QBR_putintparam(task, QBR_IPAR_BI_CLEAN_OPTIMIZER, clean);
+      ASSERT_EQ(run(QBR_OPTIMIZER_INTPNT), QBR_RES_OK);
+      ASSERT_EQ(solsta(), QBR_SOL_STA_OPTIMAL);
+      double itr = 0.0;
+      QBR_getprimalobj(task, QBR_SOL_ITR, &itr);
+      EXPECT_NEAR(objective(), itr, 1e-7 * std::max(1.0, std::fabs(itr)));
+      expect_key_rules(1e-6);
+      double bi_time = -1.0;
+      QBR_getdouinf(task, QBR_DINF_BI_TIME, &bi_time);
+      EXPECT_GE(bi_time, 0.0);
+    }
+  }
+}
+
+}  // namespace
