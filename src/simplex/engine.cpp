@@ -172,14 +172,17 @@ void Engine::set_basis(const StartBasis& start) {
   };
   for (int32_t j = 0; j < n; ++j) take(j, start.skx[static_cast<size_t>(j)], false);
   for (int32_t i = 0; i < m; ++i) take(n + i, start.skc[static_cast<size_t>(i)], true);
-  // Too few basic items: logicals fill the basis (the factorization repairs dependence).
-  for (int32_t i = 0; i < m && count < m; ++i) {
-    const size_t js = static_cast<size_t>(n + i);
-    if (where[js] >= 0) continue;
-    basis[static_cast<size_t>(count)] = n + i;
-    where[js] = count++;
-    state[js] = kBasic;
-  }
+  // Too few basic items: logicals fill the basis, first those of rows without a key (rows
+  // appended since the basis was saved), then the others; the factorization repairs
+  // dependence.
+  for (int pass = 0; pass < 2; ++pass)
+    for (int32_t i = 0; i < m && count < m; ++i) {
+      const size_t js = static_cast<size_t>(n + i);
+      if (where[js] >= 0 || (pass == 0 && start.skc[static_cast<size_t>(i)] != QBR_SK_UNK)) continue;
+      basis[static_cast<size_t>(count)] = n + i;
+      where[js] = count++;
+      state[js] = kBasic;
+    }
 }
 
 void Engine::refactor() {
