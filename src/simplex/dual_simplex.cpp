@@ -139,8 +139,13 @@ void apply_flips(Engine& e, DualWork& dw) {
 }
 
 void update_weights(Engine& e, DualWork& dw, int32_t r, double alpha) {
-  const double wr = dw.w[static_cast<size_t>(r)];
   const bool devex = e.opt.dual_pricing == QBR_SIM_SELECTION_DEVEX;
+  // Steepest edge takes the leaving row's weight exactly, ||rho||^2, which stops drift.
+  double wr = dw.w[static_cast<size_t>(r)];
+  if (!devex) {
+    wr = 0.0;
+    for (double v : dw.rho) wr += v * v;
+  }
   if (!devex) {
     std::copy(dw.rho.begin(), dw.rho.end(), dw.tau.begin());
     e.lu.ftran(dw.tau.data());
