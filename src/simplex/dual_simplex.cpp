@@ -138,8 +138,10 @@ void apply_flips(Engine& e, DualWork& dw) {
   for (int32_t p = 0; p < e.m; ++p) e.x[static_cast<size_t>(e.basis[static_cast<size_t>(p)])] -= dw.flip[static_cast<size_t>(p)];
 }
 
-void update_weights(Engine& e, DualWork& dw, int32_t r, double alpha) {
-  const bool devex = e.opt.dual_pricing == QBR_SIM_SELECTION_DEVEX;
+// Phase 1 prices by Devex whatever the choice: on its auxiliary problem, as degenerate as
+// its bounds are uniform, exact steepest edge took five times the iterations (ceria3d).
+void update_weights(Engine& e, DualWork& dw, int32_t r, double alpha, bool phase1) {
+  const bool devex = phase1 || e.opt.dual_pricing == QBR_SIM_SELECTION_DEVEX;
   // Steepest edge takes the leaving row's weight exactly, ||rho||^2, which stops drift.
   double wr = dw.w[static_cast<size_t>(r)];
   if (!devex) {
@@ -225,7 +227,7 @@ LoopEnd iterate(Engine& e, DualWork& dw, SimplexResult& res, bool phase1) {
       if (c != 0.0) e.x[static_cast<size_t>(e.basis[static_cast<size_t>(k)])] -= theta_p * c;
     }
     e.x[qs] += theta_p;
-    update_weights(e, dw, r, alpha);
+    update_weights(e, dw, r, alpha, phase1);
     e.state[ps] = e.lo[ps] == e.up[ps] ? kFixed : (to_lower ? kAtLower : kAtUpper);
     e.place(p);
     e.d[ps] = -theta_d;
@@ -265,6 +267,7 @@ bool dual_phase1(Engine& e, DualWork& dw, SimplexResult& res, std::vector<double
   for (int32_t j = 0; j < e.nt; ++j) aux_obj += e.cost[static_cast<size_t>(j)] * e.x[static_cast<size_t>(j)];
   e.lo = lo;
   e.up = up;
+  std::fill(dw.w.begin(), dw.w.end(), 1.0);
   align_boxed(e);
   // Only an optimal auxiliary run proves anything; the others leave it to the next attempt.
   if (end != LoopEnd::kOptimal) return true;
