@@ -5,7 +5,9 @@
 #include <limits>
 #include <thread>
 
+#include "crossover/crossover.h"
 #include "driver/lp_presolve.h"
+#include "driver/simplex_handover.h"
 #include "driver/status_map.h"
 #include "platform/prefaulted_buffer.h"
 #include "task/report.h"
@@ -33,6 +35,46 @@ void bounds_of(int32_t bk, double bl, double bu, double& lo, double& up) {
 
 void log_write(void* handle, const char* text) {
   static_cast<task::Task*>(handle)->echo(QBR_STREAM_LOG, text);
+}
+
+// Basis identification from an optimal interior solution: the basic solution item, the BI
+// information items and log lines. The clean-up optimizer follows QBR_IPAR_BI_CLEAN_OPTIMIZER
+// (the dual simplex for 1, the primal simplex otherwise: the start is nearly primal feasible).
+void identify_basis(task::Task& t, const interior::LpProblem& lp, const interior::IpResult& r) {
+  const int32_t clean = t.ipar(QBR_IPAR_BI_CLEAN_OPTIMIZER) == QBR_OPTIMIZER_DUAL_SIMPLEX ? QBR_OPTIMIZER_DUAL_SIMPLEX
+                                                                                        : QBR_OPTIMIZER_PRIMAL_SIMPLEX;
+  simplex::SimplexOptions opt = simplex_options(t, clean);
+  opt.max_iterations = t.ipar(QBR_IPAR_BI_MAX_ITERATIONS);
+  opt.log_freq = t.ipar(QBR_IPAR_LOG_BI_FREQ);
+  if (t.log_on() && t.ipar(QBR_IPAR_LOG_BI) >= 1) {
+    opt.log.write = log_write;
+    opt.log.handle = &t;
+    opt.log.level = t.ipar(QBR_IPAR_LOG_BI);
+  } else {
+    opt.log.level = 0;
+  }
+  opt.progress = [&t](int64_t iter) {
+    if (iter % 100 != 0) return false;
+    if (!t.progress(QBR_CALLBACK_IM_BI)) return false;
+    t.optimize.stored_trm = QBR_RES_TRM_USER_CALLBACK;
+    return true;
+  };
+  t.progress(QBR_CALLBACK_BEGIN_BI);
+  linalg::log_printf(&opt.log, 1, "Basis identification started.\n");
+  crossover::CrossoverResult x;
+  crossover::identify_basis(lp, r, opt, x);
+  const simplex::SimplexResult& c = x.clean;
+  t.set_dinf(QBR_DINF_BI_TIME, x.time);
+  t.set_dinf(QBR_DINF_BI_CLEAN_TIME, c.time);
+  t.set_dinf(QBR_DINF_BI_CLEAN_PRIMAL_TIME, c.primal_time);
+  t.set_dinf(QBR_DINF_BI_CLEAN_DUAL_TIME, c.dual_time);
+  t.set_liinf(QBR_LIINF_BI_CLEAN_PRIMAL_ITER, c.primal_iterations);
+  t.set_liinf(QBR_LIINF_BI_CLEAN_DUAL_ITER, c.dual_iterations);
+  t.set_liinf(QBR_LIINF_BI_CLEAN_PRIMAL_DEG_ITER, c.primal_degenerate);
+  t.set_liinf(QBR_LIINF_BI_CLEAN_DUAL_DEG_ITER, c.dual_degenerate);
+  linalg::log_printf(&opt.log, 1, "Basis identification terminated. Time: %.2f\n", x.time);
+  t.progress(QBR_CALLBACK_END_BI);
+  store_basic_solution(t, c);
 }
 
 }  // namespace
@@ -181,10 +223,7 @@ QBRrescode run_linear_intpnt(task::Task& t) {
     store_intpnt_solution(t, lp, r.problem_status, r.solution_status,
                           {r.x.data(), r.xc.data(), r.y.data(), r.slc.data(), r.suc.data(), r.slx.data(),
                            r.sux.data(), nullptr});
-  if (basis_wanted)
-    linalg::log_printf(&opt.log, 1,
-                       "Basis identification is not available yet; the interior-point solution "
-                       "is reported.\n");
+  if (basis_wanted && r.solution_status == interior::SolutionStatus::kOptimal) identify_basis(t, lp, r);
   const QBRrescode res = termination_response(r.termination);
   if (res >= 1000 && res < 10000) return QBR_REPORT(t, res);
   return res;

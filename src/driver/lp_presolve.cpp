@@ -8,7 +8,6 @@
 #include "presolve/presolve.h"
 
 namespace qubor::driver {
-namespace {
 
 presolve::PresolveOptions presolve_options(const task::Task& t) {
   presolve::PresolveOptions o;
@@ -56,6 +55,8 @@ void to_interior_form(const presolve::LpProblem& p, interior::LpProblem& lp) {
   platform::copy_prefaulted(lp.row_up, p.ru.begin(), p.ru.end());
 }
 
+namespace {
+
 // The part of the reduced run's solution that postsolve reads (x, y and the bound duals);
 // status keys are left empty for postsolve to derive.
 void to_reduced_solution(const interior::IpResult& r, presolve::LpSolution& s) {
@@ -81,13 +82,13 @@ bool is_certificate(interior::SolutionStatus s) {
          s == S::kNearPrimalInfeasibleCertificate || s == S::kNearDualInfeasibleCertificate;
 }
 
+}  // namespace
+
 void store_presolve_information(task::Task& t, const presolve::PresolveStats& s) {
   t.set_dinf(QBR_DINF_PRESOLVE_TIME, s.time);
   t.set_dinf(QBR_DINF_PRESOLVE_ELI_TIME, s.eli_time);
   t.set_dinf(QBR_DINF_PRESOLVE_LINDEP_TIME, s.lindep_time);
 }
-
-}  // namespace
 
 bool solve_presolved(task::Task& t, const interior::LpProblem& lp, const interior::IpOptions& opt,
                      interior::IpResult& r) {

@@ -3,9 +3,17 @@
 #pragma once
 
 #include "interior/lp_problem.h"
+#include "presolve/presolve.h"
 #include "task/task.h"
 
 namespace qubor::driver {
+
+// The presolve settings of the task's parameters.
+presolve::PresolveOptions presolve_options(const task::Task& t);
+// Conversions between the optimizers' problem form and the presolve's.
+void to_presolve_form(const interior::LpProblem& lp, presolve::LpProblem& p);
+void to_interior_form(const presolve::LpProblem& p, interior::LpProblem& lp);
+void store_presolve_information(task::Task& t, const presolve::PresolveStats& s);
 
 // Presolves `lp`, solves the reduced problem with `opt` and postsolves into `r`, which then
 // describes `lp`. Returns false when the original problem must be solved directly instead:

@@ -8,6 +8,7 @@
 #include "driver/conic_handover.h"
 #include "driver/lp_handover.h"
 #include "driver/quadratic.h"
+#include "driver/simplex_handover.h"
 #include "task/problem_ops.h"
 #include "task/report.h"
 #include "task/solution_eval.h"
@@ -84,7 +85,7 @@ QBRrescode continuous_dispatch(Task& t, int32_t optimizer) {
   if (optimizer == QBR_OPTIMIZER_CONIC) return quadratic ? run_quadratic(t) : run_conic(t);
   if (in_simplex_set(optimizer)) {
     if (type != QBR_PROBTYPE_LO) return QBR_REPORT(t, QBR_RES_ERR_INV_OPTIMIZER, optimizer);
-    return unavailable(t, "simplex optimizer", optimizer);
+    return run_simplex(t, optimizer);
   }
   if (conic) return QBR_REPORT(t, QBR_RES_ERR_INV_OPTIMIZER, optimizer);
   return run_linear_intpnt(t);

@@ -8,6 +8,7 @@
 #include <string>
 #include <vector>
 
+#include "certificates.h"
 #include "qubor.h"
 
 namespace {
@@ -44,46 +45,6 @@ class ModelTask {
 
 class NetlibTest : public ::testing::TestWithParam<Model>, protected ModelTask {};
 class DataTest : public ::testing::Test, protected ModelTask {};
-
-// Largest |A'y + slx - sux| relative to the ray's dual objective.
-double certificate_violation(QBRtask_t task, double* dobj) {
-  QBRint32t m = 0, n = 0;
-  QBR_getnumcon(task, &m);
-  QBR_getnumvar(task, &n);
-  std::vector<double> y(static_cast<size_t>(m)), slx(static_cast<size_t>(n)), sux(static_cast<size_t>(n)),
-      slc(static_cast<size_t>(m)), suc(static_cast<size_t>(m));
-  QBR_gety(task, QBR_SOL_ITR, y.data());
-  QBR_getslx(task, QBR_SOL_ITR, slx.data());
-  QBR_getsux(task, QBR_SOL_ITR, sux.data());
-  QBR_getslc(task, QBR_SOL_ITR, slc.data());
-  QBR_getsuc(task, QBR_SOL_ITR, suc.data());
-  double obj = 0.0;
-  for (QBRint32t i = 0; i < m; ++i) {
-    QBRint32t bk;
-    QBRrealt bl, bu;
-    QBR_getconbound(task, i, &bk, &bl, &bu);
-    if (bk != QBR_BK_UP && bk != QBR_BK_FR) obj += bl * slc[static_cast<size_t>(i)];
-    if (bk != QBR_BK_LO && bk != QBR_BK_FR) obj -= bu * suc[static_cast<size_t>(i)];
-  }
-  double viol = 0.0;
-  for (QBRint32t j = 0; j < n; ++j) {
-    QBRint32t bk;
-    QBRrealt bl, bu;
-    QBR_getvarbound(task, j, &bk, &bl, &bu);
-    if (bk != QBR_BK_UP && bk != QBR_BK_FR) obj += bl * slx[static_cast<size_t>(j)];
-    if (bk != QBR_BK_LO && bk != QBR_BK_FR) obj -= bu * sux[static_cast<size_t>(j)];
-    QBRint32t nz = 0;
-    QBR_getacolnumnz(task, j, &nz);
-    std::vector<QBRint32t> sub(static_cast<size_t>(nz));
-    std::vector<QBRrealt> val(static_cast<size_t>(nz));
-    QBR_getacol(task, j, &nz, sub.data(), val.data());
-    double r = slx[static_cast<size_t>(j)] - sux[static_cast<size_t>(j)];
-    for (QBRint32t k = 0; k < nz; ++k) r += val[static_cast<size_t>(k)] * y[static_cast<size_t>(sub[static_cast<size_t>(k)])];
-    viol = std::max(viol, std::fabs(r));
-  }
-  *dobj = obj;
-  return viol / std::max(obj, 1e-300);
-}
 
 // Largest dual violation of the variables and constraints of the interior-point solution.
 double max_dual_violation(QBRtask_t task) {
@@ -177,43 +138,6 @@ INSTANTIATE_TEST_SUITE_P(
         if (ch == '.') ch = '_';
       return s;
     });
-
-// Largest violation of the recession cone by the primal ray of the interior-point solution,
-// relative to the ray's objective decrease (returned in *cx).
-double ray_violation(QBRtask_t task, double* cx) {
-  QBRint32t m = 0, n = 0;
-  QBR_getnumcon(task, &m);
-  QBR_getnumvar(task, &n);
-  std::vector<double> x(static_cast<size_t>(n)), ax(static_cast<size_t>(m), 0.0), c(static_cast<size_t>(n));
-  QBR_getxx(task, QBR_SOL_ITR, x.data());
-  QBR_getc(task, c.data());
-  double viol = 0.0, obj = 0.0;
-  auto outside = [&viol](QBRint32t bk, double v) {
-    if (bk == QBR_BK_LO || bk == QBR_BK_RA || bk == QBR_BK_FX) viol = std::max(viol, -v);
-    if (bk == QBR_BK_UP || bk == QBR_BK_RA || bk == QBR_BK_FX) viol = std::max(viol, v);
-  };
-  for (QBRint32t j = 0; j < n; ++j) {
-    const double xj = x[static_cast<size_t>(j)];
-    obj += c[static_cast<size_t>(j)] * xj;
-    QBRint32t bk, nz = 0;
-    QBRrealt bl, bu;
-    QBR_getvarbound(task, j, &bk, &bl, &bu);
-    outside(bk, xj);
-    QBR_getacolnumnz(task, j, &nz);
-    std::vector<QBRint32t> sub(static_cast<size_t>(nz));
-    std::vector<QBRrealt> val(static_cast<size_t>(nz));
-    QBR_getacol(task, j, &nz, sub.data(), val.data());
-    for (QBRint32t k = 0; k < nz; ++k) ax[static_cast<size_t>(sub[static_cast<size_t>(k)])] += val[static_cast<size_t>(k)] * xj;
-  }
-  for (QBRint32t i = 0; i < m; ++i) {
-    QBRint32t bk;
-    QBRrealt bl, bu;
-    QBR_getconbound(task, i, &bk, &bl, &bu);
-    outside(bk, ax[static_cast<size_t>(i)]);
-  }
-  *cx = obj;
-  return viol / std::max(-obj, 1e-300);
-}
 
 // cplex1 is primal infeasible and has an improving ray as well (its recession problem boxed to
 // [-1, 1] has the value -1000), so either certificate is a right answer; it must check out.

@@ -65,11 +65,15 @@ TEST_F(DriverTest, SolvesAnLpAndRecordsItsInformation) {
   EXPECT_GE(iinf(QBR_IINF_INTPNT_NUM_THREADS), 1);
   EXPECT_GE(dinf(QBR_DINF_OPTIMIZER_TIME), 0.0);
   EXPECT_NEAR(dinf(QBR_DINF_INTPNT_PRIMAL_OBJ), -11.0, 1e-6);
-  // Basis identification is asked for by default and not part of this build.
-  QBRbooleant def = 1;
+  // Basis identification is asked for by default: the basic item holds the same optimum.
+  QBRbooleant def = 0;
   QBR_solutiondef(task, QBR_SOL_BAS, &def);
-  EXPECT_EQ(def, 0);
-  EXPECT_NE(log.text.find("Basis identification is not available yet"), std::string::npos);
+  EXPECT_EQ(def, 1);
+  QBR_getsolsta(task, QBR_SOL_BAS, &solsta);
+  EXPECT_EQ(solsta, QBR_SOL_STA_OPTIMAL);
+  QBR_getprimalobj(task, QBR_SOL_BAS, &pobj);
+  EXPECT_NEAR(pobj, -11.0, 1e-9);
+  EXPECT_NE(log.text.find("Basis identification terminated. Time: "), std::string::npos);
   // The log has the factor summary and the iteration table.
   EXPECT_NE(log.text.find("Factor    - nonzeros before factor : "), std::string::npos);
   EXPECT_NE(log.text.find("ITE PFEAS    DFEAS    GFEAS    PRSTATUS   POBJ              DOBJ"
