@@ -69,7 +69,14 @@ QBRrescode QBR_writetask(QBRtask_t task, const char* filename) {
 QBRrescode QBR_readlpstring(QBRtask_t task, const char* data) {
   return api::task_frame(task, [&](Task& t) -> QBRrescode {
     QBR_CHECK(api::check_ptr(t, data, "data"));
-    return formats::read_lp_string(t, data);
+    return formats::read_string(t, data, QBR_DATA_FORMAT_LP);
+  });
+}
+
+QBRrescode QBR_readjsonstring(QBRtask_t task, const char* data) {
+  return api::task_frame(task, [&](Task& t) -> QBRrescode {
+    QBR_CHECK(api::check_ptr(t, data, "data"));
+    return formats::read_string(t, data, QBR_DATA_FORMAT_JSON_TASK);
   });
 }
 

@@ -32,7 +32,8 @@ QBRrescode read_data(task::Task& t, const char* filename, int32_t format, int32_
                      bool all_sections = false);
 QBRrescode write_data(task::Task& t, const char* filename, int32_t format = QBR_DATA_FORMAT_EXTENSION,
                       int32_t compress = QBR_COMPRESS_FREE);
-QBRrescode read_lp_string(task::Task& t, const char* text);
+// Reads the zero-terminated `text` as the given format (LP, JSON task, ...).
+QBRrescode read_string(task::Task& t, const char* text, int32_t format);
 QBRrescode read_summary(task::Task& t, int32_t whichstream);
 
 // Solution files; `filename` null means the solution's file-name parameter.

@@ -1,6 +1,7 @@
 // The file frame: resolves names, opens the byte streams, times the read, empties the task,
 // dispatches to the format readers and writers, and records the read information items.
 #include <memory>
+#include <new>
 #include <string>
 #include <vector>
 
@@ -10,6 +11,7 @@
 #include "formats/frame/text_writer.h"
 #include "formats/frame/try.h"
 #include "formats/lp/lp.h"
+#include "formats/json/json_task.h"
 #include "formats/mps/mps.h"
 #include "formats/task/task_file.h"
 #include "platform/file_stream.h"
@@ -109,6 +111,8 @@ QBRrescode dispatch_read(Task& t, platform::InStream& in, int32_t format, const 
   switch (format) {
     case QBR_DATA_FORMAT_TASK:
       return read_task_file(t, in, name, !all_sections && t.ipar(QBR_IPAR_READ_TASK_IGNORE_PARAM) != 0);
+    case QBR_DATA_FORMAT_JSON_TASK:
+      return read_json_task(t, in);
     case QBR_DATA_FORMAT_MPS:
       return read_mps(t, in, t.ipar(QBR_IPAR_READ_MPS_FORMAT), name);
     case QBR_DATA_FORMAT_FREE_MPS:
@@ -181,7 +185,7 @@ QBRrescode check_writable(Task& t, int32_t format) {
 // PTF, OPF, task and JSON-task writers are not part of this library yet.
 bool has_writer(int32_t format) {
   return format == QBR_DATA_FORMAT_MPS || format == QBR_DATA_FORMAT_FREE_MPS || format == QBR_DATA_FORMAT_LP ||
-         format == QBR_DATA_FORMAT_CB || format == QBR_DATA_FORMAT_TASK;
+         format == QBR_DATA_FORMAT_CB || format == QBR_DATA_FORMAT_TASK || format == QBR_DATA_FORMAT_JSON_TASK;
 }
 
 QBRrescode dispatch_write(Task& t, TextWriter& out, int32_t format) {
@@ -195,6 +199,8 @@ QBRrescode dispatch_write(Task& t, TextWriter& out, int32_t format) {
       return write_cbf(t, out);
     case QBR_DATA_FORMAT_TASK:
       return write_task_file(t, out);
+    case QBR_DATA_FORMAT_JSON_TASK:
+      return write_json_task(t, out);
     default:
       return QBR_REPORT(t, QBR_RES_ERR_INVALID_FORMAT_TYPE, format);
   }
@@ -214,9 +220,14 @@ QBRrescode read_data(Task& t, const char* filename, int32_t format, int32_t comp
   return run_reader(t, *in, format, filename, all_sections);
 }
 
-QBRrescode read_lp_string(Task& t, const char* text) {
-  std::unique_ptr<platform::InStream> in = platform::memory_input(text);
-  return run_reader(t, *in, QBR_DATA_FORMAT_LP, "");
+QBRrescode read_string(Task& t, const char* text, int32_t format) {
+  std::unique_ptr<platform::InStream> in;
+  try {
+    in = platform::memory_input(text);
+  } catch (const std::bad_alloc&) {
+    return QBR_REPORT(t, QBR_RES_ERR_SPACE);
+  }
+  return run_reader(t, *in, format, "");
 }
 
 QBRrescode write_data(Task& t, const char* filename, int32_t format, int32_t compress) {

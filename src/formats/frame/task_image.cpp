@@ -71,10 +71,14 @@ QBRrescode load_names(QBRtask_t h, const std::vector<std::string>& names,
   return QBR_RES_OK;
 }
 
-QBRrescode load_terms(QBRtask_t h, const BarTermsImage& b, bool rows) {
+// `index[m]`: the task's index of the image's stored matrix m.
+QBRrescode load_terms(QBRtask_t h, const BarTermsImage& b, bool rows, const std::vector<int64_t>& index) {
+  std::vector<int64_t> subs;
   for (size_t k = 0; k < b.j.size(); ++k) {
     const int64_t first = b.ptr[k], num = b.ptr[k + 1] - first;
-    const int64_t* sub = b.mat.data() + first;
+    subs.clear();
+    for (int64_t p = first; p < first + num; ++p) subs.push_back(index[static_cast<size_t>(b.mat[static_cast<size_t>(p)])]);
+    const int64_t* sub = subs.data();
     const double* w = b.weight.data() + first;
     if (rows)
       QUBOR_TRY(QBR_putbaraij(h, b.i[k], b.j[k], num, sub, w));
@@ -301,7 +305,7 @@ QBRrescode load_image(Task& t, const TaskImage& img, bool skip_params) {
   QUBOR_TRY(QBR_puttaskname(h, img.task_name.c_str()));
   QUBOR_TRY(QBR_putobjname(h, img.obj_name.c_str()));
   QUBOR_TRY(QBR_putobjsense(h, img.obj_sense));
-  QUBOR_TRY(QBR_putatruncatetol(h, img.atruncatetol));
+  if (img.atruncatetol > 0.0) QUBOR_TRY(QBR_putatruncatetol(h, img.atruncatetol));
   QUBOR_TRY(QBR_putcfix(h, img.cfix));
   QUBOR_TRY(QBR_putmaxnumanz(h, static_cast<int64_t>(img.a_val.size())));
   QUBOR_TRY(QBR_appendcons(h, img.numcon));
@@ -329,14 +333,16 @@ QBRrescode load_image(Task& t, const TaskImage& img, bool skip_params) {
                              img.cone_sub.data() + first));
   }
   if (img.numbarvar > 0) QUBOR_TRY(QBR_appendbarvars(h, img.numbarvar, img.barvar_dim.data()));
+  // The task's matrix store may hold matrices already (emptying a task keeps them), so the
+  // coefficients refer to the indices the store hands out now.
+  std::vector<int64_t> index(img.sym_dim.size());
   for (size_t k = 0; k < img.sym_dim.size(); ++k) {
     const auto first = static_cast<size_t>(img.sym_ptr[k]);
-    int64_t idx = 0;
     QUBOR_TRY(QBR_appendsparsesymmat(h, img.sym_dim[k], img.sym_ptr[k + 1] - img.sym_ptr[k], img.sym_i.data() + first,
-                                     img.sym_j.data() + first, img.sym_v.data() + first, &idx));
+                                     img.sym_j.data() + first, img.sym_v.data() + first, &index[k]));
   }
-  QUBOR_TRY(load_terms(h, img.barc, false));
-  QUBOR_TRY(load_terms(h, img.bara, true));
+  QUBOR_TRY(load_terms(h, img.barc, false, index));
+  QUBOR_TRY(load_terms(h, img.bara, true, index));
   QUBOR_TRY(load_names(h, img.var_names, QBR_putvarname));
   QUBOR_TRY(load_names(h, img.con_names, QBR_putconname));
   QUBOR_TRY(load_names(h, img.cone_names, QBR_putconename));

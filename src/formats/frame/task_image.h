@@ -41,7 +41,7 @@ struct TaskImage {
   std::string task_name, obj_name;
   int32_t obj_sense = QBR_OBJECTIVE_SENSE_MINIMIZE;
   double cfix = 0.0;
-  double atruncatetol = 0.0;
+  double atruncatetol = 0.0;  // 0: not given, the task keeps its own
   int32_t numvar = 0, numcon = 0, numcone = 0, numbarvar = 0;
 
   // Linear data
