@@ -1,15 +1,17 @@
-// qubor solve MODEL [--sol FILE] [--param NAME VALUE]... [--paramfile FILE]
+// qubor solve MODEL [--sol FILE] [--report FILE.json] [--param NAME VALUE]... [--paramfile FILE]
 //
 // Reads the model, optimizes with the log on standard output, prints the optimizer and
 // solution summaries and writes the solution file (default: the model's base name with
 // ".sol" in the current directory). The parameter file is read before the --param values, so
 // the command line wins. Exit code 0 whenever the optimizer ran, whatever the status; 1 when
 // reading, a parameter, the optimizer or writing failed (the library prints why).
+#include <chrono>
 #include <cstdio>
 #include <string>
 
 #include "commands.h"
 #include "qubor.h"
+#include "run_report.h"
 
 namespace qubor_app {
 namespace {
@@ -41,6 +43,7 @@ QBRint32t reported_item(QBRtask_t task) {
 }
 
 int solve(QBRtask_t task, const Args& args) {
+  const auto start = std::chrono::steady_clock::now();
   if (!args.paramfile.empty() && QBR_readparamfile(task, args.paramfile.c_str()) != QBR_RES_OK) return 1;
   for (const auto& [name, value] : args.params)
     if (QBR_putparam(task, name.c_str(), value.c_str()) != QBR_RES_OK) return 1;
@@ -54,6 +57,13 @@ int solve(QBRtask_t task, const Args& args) {
   }
   QBR_optimizersummary(task, QBR_STREAM_LOG);
   QBR_solutionsummary(task, QBR_STREAM_LOG);
+  if (!args.report.empty()) {
+    const double wall = std::chrono::duration<double>(std::chrono::steady_clock::now() - start).count();
+    if (!write_report(args.report, run_report(task, model, trm, wall))) {
+      std::fprintf(stderr, "qubor solve: cannot write the report '%s'\n", args.report.c_str());
+      return 1;
+    }
+  }
   const QBRint32t which = reported_item(task);
   if (which < 0) {
     std::fprintf(stderr, "qubor solve: no solution to write\n");

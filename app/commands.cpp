@@ -123,7 +123,7 @@ const std::vector<Command>& commands() {
   static const std::vector<Command> kCommands = {
       {"info", "MODEL", "read a problem file, print the read summary and problem statistics", run_info},
       {"convert", "IN OUT", "read a problem file and write it in the format of OUT's suffix", run_convert},
-      {"solve", "MODEL", "optimize a problem file, print the summaries and write the solution (--sol FILE)",
+      {"solve", "MODEL", "optimize a problem file, print the summaries, write the solution (--sol FILE) and a run summary (--report FILE.json)",
        run_solve},
   };
   return kCommands;

@@ -16,6 +16,7 @@ struct Args {
   std::vector<std::pair<std::string, std::string>> params;  // --param NAME VALUE
   std::string sol;                                          // --sol FILE
   std::string paramfile;                                    // --paramfile FILE
+  std::string report;                                       // --report FILE.json
   bool quiet = false;
   bool help = false;
 };

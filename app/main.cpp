@@ -2,7 +2,7 @@
 //
 //   qubor info MODEL [--param NAME VALUE]...      read a problem file and summarise it
 //   qubor convert IN OUT [--param NAME VALUE]...  read a problem file and write it again
-//   qubor solve MODEL [--sol FILE] [--paramfile FILE] [--param NAME VALUE]...
+//   qubor solve MODEL [--sol FILE] [--report FILE.json] [--paramfile FILE] [--param NAME VALUE]...
 //   qubor --version                               print the library's version
 //
 // Format and compression follow the file names' suffixes. Exit code 0 on success, 1 on a
@@ -31,12 +31,12 @@ bool parse_args(int argc, char** argv, int first, qubor_app::Args* args) {
       }
       args->params.emplace_back(argv[k + 1], argv[k + 2]);
       k += 2;
-    } else if (a == "--sol" || a == "--paramfile") {
+    } else if (a == "--sol" || a == "--paramfile" || a == "--report") {
       if (k + 1 >= argc) {
         std::fprintf(stderr, "qubor: %s needs a file name\n", a.c_str());
         return false;
       }
-      (a == "--sol" ? args->sol : args->paramfile) = argv[++k];
+      (a == "--sol" ? args->sol : a == "--report" ? args->report : args->paramfile) = argv[++k];
     } else if (a.size() > 1 && a[0] == '-') {
       std::fprintf(stderr, "qubor: unknown option '%s'\n", a.c_str());
       return false;

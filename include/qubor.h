@@ -2023,6 +2023,9 @@ QBR_API QBRrescode QBR_readdataformat(QBRtask_t task, const char *filename, QBRi
                                       QBRint32t compress);
 QBR_API QBRrescode QBR_writedata(QBRtask_t task, const char *filename);
 QBR_API QBRrescode QBR_readlpstring(QBRtask_t task, const char *data);
+QBR_API QBRrescode QBR_readjsonstring(QBRtask_t task, const char *data);
+QBR_API QBRrescode QBR_readtask(QBRtask_t task, const char *filename);
+QBR_API QBRrescode QBR_writetask(QBRtask_t task, const char *filename);
 QBR_API QBRrescode QBR_readsummary(QBRtask_t task, QBRint32t whichstream);
 QBR_API QBRrescode QBR_writesolution(QBRtask_t task, QBRint32t whichsol, const char *filename);
 QBR_API QBRrescode QBR_readsolution(QBRtask_t task, QBRint32t whichsol, const char *filename);

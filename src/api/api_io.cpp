@@ -52,10 +52,31 @@ QBRrescode QBR_writedata(QBRtask_t task, const char* filename) {
   });
 }
 
+QBRrescode QBR_readtask(QBRtask_t task, const char* filename) {
+  return api::task_frame(task, [&](Task& t) -> QBRrescode {
+    if (!filename) return QBR_REPORT(t, QBR_RES_ERR_INVALID_FILE_NAME, "");
+    return formats::read_data(t, filename, QBR_DATA_FORMAT_TASK, QBR_COMPRESS_NONE, true);
+  });
+}
+
+QBRrescode QBR_writetask(QBRtask_t task, const char* filename) {
+  return api::task_frame(task, [&](Task& t) -> QBRrescode {
+    if (!filename) return QBR_REPORT(t, QBR_RES_ERR_INVALID_FILE_NAME, "");
+    return formats::write_data(t, filename, QBR_DATA_FORMAT_TASK, QBR_COMPRESS_NONE);
+  });
+}
+
 QBRrescode QBR_readlpstring(QBRtask_t task, const char* data) {
   return api::task_frame(task, [&](Task& t) -> QBRrescode {
     QBR_CHECK(api::check_ptr(t, data, "data"));
-    return formats::read_lp_string(t, data);
+    return formats::read_string(t, data, QBR_DATA_FORMAT_LP);
+  });
+}
+
+QBRrescode QBR_readjsonstring(QBRtask_t task, const char* data) {
+  return api::task_frame(task, [&](Task& t) -> QBRrescode {
+    QBR_CHECK(api::check_ptr(t, data, "data"));
+    return formats::read_string(t, data, QBR_DATA_FORMAT_JSON_TASK);
   });
 }
 

@@ -26,9 +26,14 @@
 namespace qubor::formats {
 
 // `format` 0 takes the format from the name, `compress` QBR_COMPRESS_FREE the compression.
-QBRrescode read_data(task::Task& t, const char* filename, int32_t format, int32_t compress);
-QBRrescode write_data(task::Task& t, const char* filename);
-QBRrescode read_lp_string(task::Task& t, const char* text);
+// `all_sections`: a task file is read whole, parameters included, whatever
+// QBR_IPAR_READ_TASK_IGNORE_PARAM says.
+QBRrescode read_data(task::Task& t, const char* filename, int32_t format, int32_t compress,
+                     bool all_sections = false);
+QBRrescode write_data(task::Task& t, const char* filename, int32_t format = QBR_DATA_FORMAT_EXTENSION,
+                      int32_t compress = QBR_COMPRESS_FREE);
+// Reads the zero-terminated `text` as the given format (LP, JSON task, ...).
+QBRrescode read_string(task::Task& t, const char* text, int32_t format);
 QBRrescode read_summary(task::Task& t, int32_t whichstream);
 
 // Solution files; `filename` null means the solution's file-name parameter.

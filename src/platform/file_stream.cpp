@@ -7,7 +7,11 @@
 #include <zstd.h>
 
 #include <algorithm>
+#include <atomic>
 #include <cerrno>
+#include <climits>
+#include <cstdlib>
+#include <string>
 #include <cstdint>
 #include <cstring>
 #include <new>
@@ -66,6 +70,70 @@ class Fd {
  private:
   int fd_;
 };
+
+// The file an output stream writes: a temporary file beside the target, renamed over the
+// target by commit() and removed by discard() (or by the destructor when neither ran).
+class TempFile {
+ public:
+  TempFile(Fd* fd, std::string temp, std::string target)
+      : fd_(fd), temp_(std::move(temp)), target_(std::move(target)) {}
+  ~TempFile() { discard(); }
+  TempFile(const TempFile&) = delete;
+  TempFile& operator=(const TempFile&) = delete;
+
+  bool write_all(const char* p, size_t n) { return fd_->write_all(p, n); }
+  // The data reaches the disk before the rename, so that a crash leaves either the old file
+  // or the whole new one.
+  bool commit() {
+    if (done_) return false;
+    done_ = true;
+    bool good = ::fsync(fd_->get()) == 0 || errno == EINVAL || errno == EROFS;
+    good = fd_->close() && good;
+    if (good && ::rename(temp_.c_str(), target_.c_str()) == 0) return true;
+    ::unlink(temp_.c_str());
+    return false;
+  }
+  void discard() {
+    if (done_) return;
+    done_ = true;
+    fd_->close();
+    ::unlink(temp_.c_str());
+  }
+
+ private:
+  Fd* fd_;
+  std::string temp_, target_;
+  bool done_ = false;
+};
+
+// Opens a fresh temporary file beside `target` for writing; -1 with errno set on failure.
+// The file gets the mode of an existing target, else the mode a new file would get.
+int open_temp_beside(std::string* target, std::string* temp) {
+  struct stat st;
+  bool exists = ::lstat(target->c_str(), &st) == 0;
+  if (exists && S_ISLNK(st.st_mode)) {
+    // Replace the file the link points to, not the link.
+    char resolved[PATH_MAX];
+    if (::realpath(target->c_str(), resolved)) {
+      *target = resolved;
+      exists = ::stat(target->c_str(), &st) == 0;
+    }
+  }
+  const size_t slash = target->find_last_of('/');
+  const std::string dir = slash == std::string::npos ? std::string() : target->substr(0, slash + 1);
+  const std::string base = slash == std::string::npos ? *target : target->substr(slash + 1);
+  static std::atomic<unsigned> counter{0};
+  for (int attempt = 0; attempt < 100; ++attempt) {
+    *temp = dir + "." + base + "." + std::to_string(::getpid()) + "." + std::to_string(counter++) + ".tmp";
+    int fd = ::open(temp->c_str(), O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, 0666);
+    if (fd >= 0) {
+      if (exists && S_ISREG(st.st_mode)) (void)::fchmod(fd, st.st_mode & 07777);
+      return fd;
+    }
+    if (errno != EEXIST) return -1;
+  }
+  return -1;
+}
 
 class PlainIn final : public InStream {
  public:
@@ -232,13 +300,12 @@ class MemoryIn final : public InStream {
 class PlainOut final : public OutStream {
  public:
   // The buffer grows with the output up to kFileChunk: a small file needs no large block.
-  explicit PlainOut(int fd) : fd_(fd) {}
-  ~PlainOut() override { close(); }
+  PlainOut(int fd, std::string temp, std::string target) : fd_(fd), file_(&fd_, std::move(temp), std::move(target)) {}
   bool write(const char* data, size_t n) override {
     if (failed_) return false;
     if (buf_.size() + n > kFileChunk) {
       if (!flush()) return false;
-      if (n >= kFileChunk) return ok(fd_.write_all(data, n));
+      if (n >= kFileChunk) return ok(file_.write_all(data, n));
     }
     buf_.insert(buf_.end(), data, data + n);
     return true;
@@ -246,14 +313,20 @@ class PlainOut final : public OutStream {
   bool close() override {
     if (closed_) return !failed_;
     closed_ = true;
-    bool good = flush();
-    good = fd_.close() && good;
-    return ok(good);
+    if (!flush()) {
+      file_.discard();
+      return false;
+    }
+    return ok(file_.commit());
+  }
+  void discard() override {
+    closed_ = failed_ = true;
+    file_.discard();
   }
 
  private:
   bool flush() {
-    bool good = fd_.write_all(buf_.data(), buf_.size());
+    bool good = file_.write_all(buf_.data(), buf_.size());
     buf_.clear();
     return ok(good);
   }
@@ -262,23 +335,22 @@ class PlainOut final : public OutStream {
     return !failed_;
   }
   Fd fd_;
+  TempFile file_;
   std::vector<char> buf_;
   bool failed_ = false, closed_ = false;
 };
 
 class GzipOut final : public OutStream {
  public:
-  GzipOut(int fd, int level) : fd_(fd), out_(kFileChunk) {
+  GzipOut(int fd, std::string temp, std::string target, int level)
+      : fd_(fd), file_(&fd_, std::move(temp), std::move(target)), out_(kFileChunk) {
     std::memset(&z_, 0, sizeof z_);
     // 15 + 16: gzip wrapping.
     if (deflateInit2(&z_, std::clamp(level, 0, 9), Z_DEFLATED, 15 + 16, 8, Z_DEFAULT_STRATEGY) != Z_OK) {
       throw std::bad_alloc();
     }
   }
-  ~GzipOut() override {
-    close();
-    deflateEnd(&z_);
-  }
+  ~GzipOut() override { deflateEnd(&z_); }
   bool write(const char* data, size_t n) override {
     if (failed_ || closed_) return false;
     z_.next_in = reinterpret_cast<Bytef*>(const_cast<char*>(data));
@@ -296,9 +368,13 @@ class GzipOut final : public OutStream {
     if (closed_) return !failed_;
     closed_ = true;
     bool good = !failed_ && pump(Z_FINISH);
-    good = fd_.close() && good;
+    good = good ? file_.commit() : (file_.discard(), false);
     if (!good) failed_ = true;
     return good;
+  }
+  void discard() override {
+    closed_ = failed_ = true;
+    file_.discard();
   }
 
  private:
@@ -309,7 +385,7 @@ class GzipOut final : public OutStream {
       int r = deflate(&z_, flush);
       if (r == Z_STREAM_ERROR) return fail();
       size_t have = out_.size() - z_.avail_out;
-      if (have && !fd_.write_all(out_.data(), have)) return fail();
+      if (have && !file_.write_all(out_.data(), have)) return fail();
       if (flush == Z_FINISH ? r == Z_STREAM_END : (z_.avail_in == 0 && z_.avail_out != 0)) {
         return true;
       }
@@ -320,6 +396,7 @@ class GzipOut final : public OutStream {
     return false;
   }
   Fd fd_;
+  TempFile file_;
   std::vector<char> out_;
   z_stream z_;
   bool failed_ = false, closed_ = false;
@@ -327,15 +404,12 @@ class GzipOut final : public OutStream {
 
 class ZstdOut final : public OutStream {
  public:
-  ZstdOut(int fd, int level)
-      : fd_(fd), in_(ZSTD_CStreamInSize()), out_(ZSTD_CStreamOutSize()), cs_(ZSTD_createCStream()) {
+  ZstdOut(int fd, std::string temp, std::string target, int level)
+      : fd_(fd), file_(&fd_, std::move(temp), std::move(target)), in_(ZSTD_CStreamInSize()), out_(ZSTD_CStreamOutSize()), cs_(ZSTD_createCStream()) {
     if (!cs_) throw std::bad_alloc();
     ZSTD_initCStream(cs_, std::clamp(level, 1, ZSTD_maxCLevel()));
   }
-  ~ZstdOut() override {
-    close();
-    ZSTD_freeCStream(cs_);
-  }
+  ~ZstdOut() override { ZSTD_freeCStream(cs_); }
   bool write(const char* data, size_t n) override {
     if (failed_ || closed_) return false;
     // Input is gathered into the recommended block size before it is compressed.
@@ -353,9 +427,13 @@ class ZstdOut final : public OutStream {
     if (closed_) return !failed_;
     closed_ = true;
     bool good = !failed_ && compress_input() && end_frame();
-    good = fd_.close() && good;
+    good = good ? file_.commit() : (file_.discard(), false);
     if (!good) failed_ = true;
     return good;
+  }
+  void discard() override {
+    closed_ = failed_ = true;
+    file_.discard();
   }
 
  private:
@@ -365,7 +443,7 @@ class ZstdOut final : public OutStream {
       ZSTD_outBuffer out{out_.data(), out_.size(), 0};
       size_t r = ZSTD_compressStream(cs_, &out, &in);
       if (ZSTD_isError(r)) return fail();
-      if (out.pos && !fd_.write_all(out_.data(), out.pos)) return fail();
+      if (out.pos && !file_.write_all(out_.data(), out.pos)) return fail();
     }
     fill_ = 0;
     return true;
@@ -375,7 +453,7 @@ class ZstdOut final : public OutStream {
       ZSTD_outBuffer out{out_.data(), out_.size(), 0};
       size_t left = ZSTD_endStream(cs_, &out);
       if (ZSTD_isError(left)) return fail();
-      if (out.pos && !fd_.write_all(out_.data(), out.pos)) return fail();
+      if (out.pos && !file_.write_all(out_.data(), out.pos)) return fail();
       if (left == 0) return true;
     }
   }
@@ -384,6 +462,7 @@ class ZstdOut final : public OutStream {
     return false;
   }
   Fd fd_;
+  TempFile file_;
   std::vector<char> in_, out_;
   ZSTD_CStream* cs_;
   size_t fill_ = 0;
@@ -415,22 +494,35 @@ OpenStatus open_input(const char* name, Compression kind, std::unique_ptr<InStre
 
 OpenStatus open_output(const char* name, Compression kind, int level, std::unique_ptr<OutStream>* out) {
   if (!name || !*name) return OpenStatus::kBadName;
-  int fd = ::open(name, O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC, 0644);
+  std::string target = name, temp;
+  struct stat st;
+  // A folder cannot be replaced by a file.
+  if (::stat(name, &st) == 0 && S_ISDIR(st.st_mode)) return OpenStatus::kCannotOpen;
+  int fd = open_temp_beside(&target, &temp);
   if (fd < 0) return errno == ENOMEM ? OpenStatus::kNoSpace : OpenStatus::kCannotOpen;
+  // Once constructed, the stream owns the descriptor and the temporary file (also when its
+  // constructor throws); before that they are ours to clean up.
+  OutStream* made = nullptr;
   try {
     switch (kind) {
       case Compression::kGzip:
-        *out = std::make_unique<GzipOut>(fd, level);
+        made = new (std::nothrow) GzipOut(fd, temp, target, level);
         break;
       case Compression::kZstd:
-        *out = std::make_unique<ZstdOut>(fd, level);
+        made = new (std::nothrow) ZstdOut(fd, temp, target, level);
         break;
       default:
-        *out = std::make_unique<PlainOut>(fd);
+        made = new (std::nothrow) PlainOut(fd, temp, target);
     }
   } catch (const std::bad_alloc&) {
     return OpenStatus::kNoSpace;
   }
+  if (!made) {
+    ::close(fd);
+    ::unlink(temp.c_str());
+    return OpenStatus::kNoSpace;
+  }
+  out->reset(made);
   return OpenStatus::kOk;
 }
 

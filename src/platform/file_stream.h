@@ -9,6 +9,13 @@
 //   memory    refills a 4096-byte buffer from the text it wraps
 // Opening reports the three failures the file frame tells apart: out of memory, a file that
 // cannot be opened, and a name that is not a usable file name (null or empty).
+//
+// Output never loses what was there: an output stream writes to a temporary file beside the
+// target (".NAME.PID.N.tmp" in the target's folder) and close() renames it over the target
+// only when every byte was written and flushed to the disk. A stream that fails, that is
+// discard()ed or that is destroyed without close() removes its temporary file and leaves the
+// target as it was. A target that is a symbolic link keeps the link; the file it points to
+// is replaced.
 // Stream buffers are short-lived and come from the C++ heap, not from a task.
 #pragma once
 
@@ -38,14 +45,16 @@ class OutStream {
   // False when the bytes cannot be written (disk full, compressor failure); later writes
   // then fail too.
   virtual bool write(const char* data, size_t n) = 0;
-  // Flushes, ends the compressed frame and closes the file; false on any failure. Safe to
-  // call twice.
+  // Flushes, ends the compressed frame, closes the file and puts it in place of the target;
+  // false on any failure, and the target is then untouched. Safe to call twice.
   virtual bool close() = 0;
+  // Drops what was written: the temporary file goes, the target stays as it was.
+  virtual void discard() = 0;
 };
 
 // Opens `name` for reading, decompressing as `kind` says.
 OpenStatus open_input(const char* name, Compression kind, std::unique_ptr<InStream>* out);
-// Opens `name` for writing (truncating). `level` is the compression level: gzip clamps it to
+// Opens an output stream whose close() replaces `name`. `level` is the compression level: gzip clamps it to
 // 0..9 and zstd to 1..ZSTD_maxCLevel().
 OpenStatus open_output(const char* name, Compression kind, int level, std::unique_ptr<OutStream>* out);
 // An input stream over the zero-terminated `text` (not copied; it must outlive the stream).

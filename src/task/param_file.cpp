@@ -7,10 +7,13 @@
 //
 // Reading skips everything before the BEGIN line, applies one "name value" pair per line and
 // stops at the END line. Writing lists every parameter in index order.
+#include <algorithm>
 #include <cstdio>
 #include <cstring>
+#include <memory>
 #include <string>
 
+#include "platform/file_stream.h"
 #include "platform/text.h"
 #include "task/params.h"
 #include "task/report.h"
@@ -120,34 +123,50 @@ QBRrescode write_param_file(Task& t, const char* filename) {
   std::string name = (filename && *filename) ? filename : t.spar(QBR_SPAR_PARAM_WRITE_FILE_NAME).c_str();
   const double start = platform::wall_seconds();
   if (t.log_on()) t.printf(QBR_STREAM_MSG, "Writing %s file:  %s\n", "par", name.c_str());
-  std::FILE* f = name.empty() ? nullptr : std::fopen(name.c_str(), "w");
-  if (!f) return QBR_REPORT(t, QBR_RES_ERR_FILE_OPEN, name);
-  FileCloser closer{f};
-  std::fputs("BEGIN QUBOR\n\n", f);
-  for (int i = 0; i < kNumIntParams; ++i) std::fprintf(f, "%-48s %-18d\n", int_param(i).name, t.ipar(i));
-  std::fputs("\n", f);
-  for (int i = 0; i < kNumDouParams; ++i) std::fprintf(f, "%-48s %-18.8e\n", dou_param(i).name, t.dpar(i));
-  std::fputs("\n", f);
+  // The text is put together first and then written in one piece through an output stream,
+  // which replaces an existing file only once the whole text is on the disk.
+  std::unique_ptr<platform::OutStream> out;
+  const platform::OpenStatus st = platform::open_output(name.c_str(), platform::Compression::kNone, 0, &out);
+  if (st == platform::OpenStatus::kNoSpace) return QBR_REPORT(t, QBR_RES_ERR_SPACE);
+  if (st != platform::OpenStatus::kOk) return QBR_REPORT(t, QBR_RES_ERR_FILE_OPEN, name);
+  std::string text = "BEGIN QUBOR\n\n";
+  char line[1200];
+  for (int i = 0; i < kNumIntParams; ++i) {
+    std::snprintf(line, sizeof line, "%-48s %-18d\n", int_param(i).name, t.ipar(i));
+    text += line;
+  }
+  text += "\n";
+  for (int i = 0; i < kNumDouParams; ++i) {
+    std::snprintf(line, sizeof line, "%-48s %-18.8e\n", dou_param(i).name, t.dpar(i));
+    text += line;
+  }
+  text += "\n";
   for (int i = 0; i < kNumStrParams; ++i) {
     // A value with leading or trailing blanks, or starting with a quote, is written quoted so
     // that reading the file gives it back unchanged.
     const std::pmr::string& v = t.spar(i);
     bool quote = !v.empty() && (is_blank(v.front()) || is_blank(v.back()) || v.front() == '"' ||
                                 v.find('%') != std::string::npos);
+    std::string value;
     if (quote) {
-      std::string q = "\"";
+      value = "\"";
       for (char c : v) {
-        if (c == '"') q.push_back('\\');
-        q.push_back(c);
+        if (c == '"') value.push_back('\\');
+        value.push_back(c);
       }
-      q.push_back('"');
-      std::fprintf(f, "%-48s %-s\n", str_param(i).name, q.c_str());
+      value.push_back('"');
     } else {
-      std::fprintf(f, "%-48s %-s\n", str_param(i).name, v.c_str());
+      value.assign(v.data(), v.size());
     }
+    std::string name_field = str_param(i).name;
+    name_field.resize(std::max<size_t>(name_field.size(), 48), ' ');
+    text += name_field + " " + value + "\n";
   }
-  std::fputs("\nEND QUBOR\n", f);
-  if (std::ferror(f)) return QBR_REPORT(t, QBR_RES_ERR_FILE_WRITE, name);
+  text += "\nEND QUBOR\n";
+  if (!out->write(text.data(), text.size()) || !out->close()) {
+    out->discard();
+    return QBR_REPORT(t, QBR_RES_ERR_FILE_WRITE, name);
+  }
   if (t.log_on()) t.printf(QBR_STREAM_MSG, "done writing. Time: %.2f\n\n", platform::wall_seconds() - start);
   return QBR_RES_OK;
 }

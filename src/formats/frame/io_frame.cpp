@@ -1,6 +1,7 @@
 // The file frame: resolves names, opens the byte streams, times the read, empties the task,
 // dispatches to the format readers and writers, and records the read information items.
 #include <memory>
+#include <new>
 #include <string>
 #include <vector>
 
@@ -10,7 +11,9 @@
 #include "formats/frame/text_writer.h"
 #include "formats/frame/try.h"
 #include "formats/lp/lp.h"
+#include "formats/json/json_task.h"
 #include "formats/mps/mps.h"
+#include "formats/task/task_file.h"
 #include "platform/file_stream.h"
 #include "platform/text.h"
 #include "task/report.h"
@@ -102,8 +105,14 @@ void set_read_info(Task& t) {
   t.set_liinf(QBR_LIINF_RD_NUMQNZ, qnz);
 }
 
-QBRrescode dispatch_read(Task& t, platform::InStream& in, int32_t format, const char* name) {
+// `all_sections`: the task file is read whole, parameters included, whatever
+// QBR_IPAR_READ_TASK_IGNORE_PARAM says.
+QBRrescode dispatch_read(Task& t, platform::InStream& in, int32_t format, const char* name, bool all_sections) {
   switch (format) {
+    case QBR_DATA_FORMAT_TASK:
+      return read_task_file(t, in, name, !all_sections && t.ipar(QBR_IPAR_READ_TASK_IGNORE_PARAM) != 0);
+    case QBR_DATA_FORMAT_JSON_TASK:
+      return read_json_task(t, in);
     case QBR_DATA_FORMAT_MPS:
       return read_mps(t, in, t.ipar(QBR_IPAR_READ_MPS_FORMAT), name);
     case QBR_DATA_FORMAT_FREE_MPS:
@@ -120,11 +129,11 @@ QBRrescode dispatch_read(Task& t, platform::InStream& in, int32_t format, const 
 }
 
 // Steps shared by the file and string readers once the stream is open.
-QBRrescode run_reader(Task& t, platform::InStream& in, int32_t format, const char* name) {
+QBRrescode run_reader(Task& t, platform::InStream& in, int32_t format, const char* name, bool all_sections = false) {
   const double start = platform::wall_seconds();
   if (int32_t stop = callback_answer(t, QBR_CALLBACK_BEGIN_READ)) return stop;
   QBRrescode r = empty_problem(t);
-  if (r == QBR_RES_OK) r = dispatch_read(t, in, format, name);
+  if (r == QBR_RES_OK) r = dispatch_read(t, in, format, name, all_sections);
   t.set_dinf(QBR_DINF_RD_TIME, platform::wall_seconds() - start);
   int32_t stop = callback_answer(t, QBR_CALLBACK_END_READ);
   if (r == QBR_RES_OK && stop != 0) r = stop;
@@ -176,7 +185,7 @@ QBRrescode check_writable(Task& t, int32_t format) {
 // PTF, OPF, task and JSON-task writers are not part of this library yet.
 bool has_writer(int32_t format) {
   return format == QBR_DATA_FORMAT_MPS || format == QBR_DATA_FORMAT_FREE_MPS || format == QBR_DATA_FORMAT_LP ||
-         format == QBR_DATA_FORMAT_CB;
+         format == QBR_DATA_FORMAT_CB || format == QBR_DATA_FORMAT_TASK || format == QBR_DATA_FORMAT_JSON_TASK;
 }
 
 QBRrescode dispatch_write(Task& t, TextWriter& out, int32_t format) {
@@ -188,6 +197,10 @@ QBRrescode dispatch_write(Task& t, TextWriter& out, int32_t format) {
       return write_lp(t, out);
     case QBR_DATA_FORMAT_CB:
       return write_cbf(t, out);
+    case QBR_DATA_FORMAT_TASK:
+      return write_task_file(t, out);
+    case QBR_DATA_FORMAT_JSON_TASK:
+      return write_json_task(t, out);
     default:
       return QBR_REPORT(t, QBR_RES_ERR_INVALID_FORMAT_TYPE, format);
   }
@@ -195,7 +208,7 @@ QBRrescode dispatch_write(Task& t, TextWriter& out, int32_t format) {
 
 }  // namespace
 
-QBRrescode read_data(Task& t, const char* filename, int32_t format, int32_t compress) {
+QBRrescode read_data(Task& t, const char* filename, int32_t format, int32_t compress, bool all_sections) {
   if (!filename) return QBR_REPORT(t, QBR_RES_ERR_INVALID_FILE_NAME, "");
   const FileKind kind = file_kind(filename);
   if (format == QBR_DATA_FORMAT_EXTENSION) format = kind.format;
@@ -204,43 +217,38 @@ QBRrescode read_data(Task& t, const char* filename, int32_t format, int32_t comp
   std::unique_ptr<platform::InStream> in;
   platform::OpenStatus st = platform::open_input(filename, compression_of(compress), &in);
   if (st != platform::OpenStatus::kOk) return open_failure(t, st, filename);
-  return run_reader(t, *in, format, filename);
+  return run_reader(t, *in, format, filename, all_sections);
 }
 
-QBRrescode read_lp_string(Task& t, const char* text) {
-  std::unique_ptr<platform::InStream> in = platform::memory_input(text);
-  return run_reader(t, *in, QBR_DATA_FORMAT_LP, "");
+QBRrescode read_string(Task& t, const char* text, int32_t format) {
+  std::unique_ptr<platform::InStream> in;
+  try {
+    in = platform::memory_input(text);
+  } catch (const std::bad_alloc&) {
+    return QBR_REPORT(t, QBR_RES_ERR_SPACE);
+  }
+  return run_reader(t, *in, format, "");
 }
 
-QBRrescode write_data(Task& t, const char* filename) {
+QBRrescode write_data(Task& t, const char* filename, int32_t format, int32_t compress) {
   if (!filename) return QBR_REPORT(t, QBR_RES_ERR_INVALID_FILE_NAME, "");
-  const FileKind kind = file_kind(filename);
+  FileKind kind = file_kind(filename);
+  if (format != QBR_DATA_FORMAT_EXTENSION) kind.format = format;
+  if (compress != QBR_COMPRESS_FREE) kind.compress = compress;
   log_open(t, filename);
-  // A write that is refused leaves an existing file as it was: the checks come before the
-  // file is opened (and emptied).
+  // A refused or failed write leaves an existing file as it was (write_file replaces it only
+  // after a complete write).
   QUBOR_TRY(check_writable(t, kind.format));
   if (!has_writer(kind.format)) return QBR_REPORT(t, QBR_RES_ERR_INVALID_FORMAT_TYPE, kind.format);
-  std::unique_ptr<platform::OutStream> out;
-  platform::OpenStatus st = platform::open_output(filename, compression_of(kind.compress),
-                                                  t.ipar(QBR_IPAR_WRITE_COMPRESSION), &out);
-  if (st != platform::OpenStatus::kOk) return open_failure(t, st, filename);
-  const double start = platform::wall_seconds();
-  if (t.log_on()) t.printf(QBR_STREAM_LOG, "Start writing.\n");
-  if (int32_t stop = callback_answer(t, QBR_CALLBACK_BEGIN_WRITE)) return stop;
-  QBRrescode r;
-  {
-    TextWriter w(*out);
-    r = dispatch_write(t, w, kind.format);
-    w.flush();
-    if (r == QBR_RES_OK && !w.ok()) r = QBR_REPORT(t, QBR_RES_ERR_FILE_WRITE, filename);
-  }
-  if (!out->close() && r == QBR_RES_OK) r = QBR_REPORT(t, QBR_RES_ERR_FILE_WRITE, filename);
+  bool begun = false;
+  QBRrescode r = write_file(t, filename, compression_of(kind.compress), [&](TextWriter& w) -> QBRrescode {
+    if (int32_t stop = callback_answer(t, QBR_CALLBACK_BEGIN_WRITE)) return stop;
+    begun = true;
+    return dispatch_write(t, w, kind.format);
+  });
+  if (!begun) return r;
   int32_t stop = callback_answer(t, QBR_CALLBACK_END_WRITE);
-  if (r == QBR_RES_OK && stop != 0) r = stop;
-  if (t.log_on()) {
-    t.printf(QBR_STREAM_LOG, "done writing. Time: %.2f\n\n", platform::wall_seconds() - start);
-  }
-  return r;
+  return r == QBR_RES_OK && stop != 0 ? stop : r;
 }
 
 QBRrescode read_summary(Task& t, int32_t whichstream) {

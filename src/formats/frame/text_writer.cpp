@@ -6,8 +6,10 @@
 #include <cstdarg>
 #include <cstdint>
 #include <cstdio>
+#include <memory>
 
 #include "platform/text.h"
+#include "task/report.h"
 
 namespace qubor::formats {
 
@@ -125,6 +127,37 @@ std::string number_text(double v, int digits) {
   if (std::isinf(v)) return v > 0 ? "+inf" : "-inf";
   char buf[64];
   return std::string(buf, static_cast<size_t>(general_chars(buf, v, digits) - buf));
+}
+
+QBRrescode write_file(task::Task& t, const std::string& name, platform::Compression c,
+                      const std::function<QBRrescode(TextWriter&)>& body) {
+  std::unique_ptr<platform::OutStream> out;
+  switch (platform::open_output(name.c_str(), c, t.ipar(QBR_IPAR_WRITE_COMPRESSION), &out)) {
+    case platform::OpenStatus::kOk:
+      break;
+    case platform::OpenStatus::kNoSpace:
+      return QBR_REPORT(t, QBR_RES_ERR_SPACE);
+    case platform::OpenStatus::kBadName:
+      return QBR_REPORT(t, QBR_RES_ERR_INVALID_FILE_NAME, name);
+    default:
+      return QBR_REPORT(t, QBR_RES_ERR_FILE_OPEN, name);
+  }
+  const double start = platform::wall_seconds();
+  if (t.log_on()) t.printf(QBR_STREAM_LOG, "Start writing.\n");
+  QBRrescode r;
+  {
+    TextWriter w(*out);
+    r = body(w);
+    w.flush();
+    if (r == QBR_RES_OK && !w.ok()) r = QBR_REPORT(t, QBR_RES_ERR_FILE_WRITE, name);
+  }
+  if (r != QBR_RES_OK) {
+    out->discard();
+    return r;
+  }
+  if (!out->close()) return QBR_REPORT(t, QBR_RES_ERR_FILE_WRITE, name);
+  if (t.log_on()) t.printf(QBR_STREAM_LOG, "done writing. Time: %.2f\n\n", platform::wall_seconds() - start);
+  return QBR_RES_OK;
 }
 
 }  // namespace qubor::formats

@@ -6,10 +6,12 @@
 // `digits` significant digits ("%.<digits>g" without the padding), through std::to_chars.
 #pragma once
 
+#include <functional>
 #include <string>
 #include <string_view>
 
 #include "platform/file_stream.h"
+#include "task/task.h"
 
 namespace qubor::formats {
 
@@ -46,5 +48,14 @@ class TextWriter {
 // "%.<digits>g"-style text of v (digits clamped to 1..17); "+inf"/"-inf" stand for
 // infinite values and "nan" for NaN.
 std::string number_text(double v, int digits);
+
+// Writes one file: opens `name` for output with compression `c`, logs "Start writing.", runs
+// `body` on a TextWriter over the stream, and puts the new file in place of `name` only when
+// `body` returned QBR_RES_OK and every byte reached the file; then logs "done writing". On any
+// failure the existing file stays as it was, no temporary file is left, "done writing" is not
+// logged, and the one error reported is the body's own or QBR_RES_ERR_FILE_WRITE. Open
+// failures give QBR_RES_ERR_SPACE, QBR_RES_ERR_INVALID_FILE_NAME or QBR_RES_ERR_FILE_OPEN.
+QBRrescode write_file(task::Task& t, const std::string& name, platform::Compression c,
+                      const std::function<QBRrescode(TextWriter&)>& body);
 
 }  // namespace qubor::formats

@@ -75,13 +75,29 @@ class MpsWriter {
     return s.find_first_of(" \t") == std::string::npos;
   }
 
+  // The refusal names the way out: the other layout when it holds the name, and generic
+  // names always.
+  QBRrescode invalid_name(const std::string& s) {
+    const char* hint =
+        fixed() ? (!s.empty() && s.find_first_of(" \t") == std::string::npos
+                       ? "the free layout (QBR_IPAR_WRITE_MPS_FORMAT QBR_MPS_FORMAT_FREE) holds it, or "
+                         "QBR_IPAR_WRITE_GENERIC_NAMES 1 writes generic names."
+                       : "QBR_IPAR_WRITE_GENERIC_NAMES 1 writes generic names.")
+                : (s.size() <= 8 && !s.empty() && s.front() != ' ' && s.back() != ' ' &&
+                           s.find('\t') == std::string::npos
+                       ? "names with blanks need the fixed layout (QBR_IPAR_WRITE_MPS_FORMAT "
+                         "QBR_MPS_FORMAT_RELAXED), or QBR_IPAR_WRITE_GENERIC_NAMES 1 writes generic names."
+                       : "QBR_IPAR_WRITE_GENERIC_NAMES 1 writes generic names instead.");
+    return QBR_REPORT(t_, QBR_RES_ERR_WRITE_MPS_INVALID_NAME, s, hint);
+  }
+
   QBRrescode check_names() {
     for (const ItemNames* names : {&vars_, &cons_, &cones_}) {
       for (int32_t i = 0; i < names->size(); ++i) {
-        if (!valid_name((*names)[i])) return QBR_REPORT(t_, QBR_RES_ERR_WRITE_MPS_INVALID_NAME, (*names)[i]);
+        if (!valid_name((*names)[i])) return invalid_name((*names)[i]);
       }
     }
-    if (!valid_name(obj_)) return QBR_REPORT(t_, QBR_RES_ERR_WRITE_MPS_INVALID_NAME, obj_);
+    if (!valid_name(obj_)) return invalid_name(obj_);
     return QBR_RES_OK;
   }
 

@@ -237,25 +237,10 @@ QBRrescode write_solution(Task& t, int32_t whichsol, const char* filename) {
     return QBR_REPORT(t, QBR_RES_WRN_UNDEF_SOL_FILE_NAME,
                       task::enum_text(task::EnumGroup::SOLTYPE, whichsol));
   }
-  const FileKind kind = file_kind(name);
-  std::unique_ptr<platform::OutStream> out;
-  const platform::Compression c = compression_of(kind.compress);
-  platform::OpenStatus st = platform::open_output(name.c_str(), c, t.ipar(QBR_IPAR_WRITE_COMPRESSION), &out);
-  if (st == platform::OpenStatus::kNoSpace) return QBR_REPORT(t, QBR_RES_ERR_SPACE);
-  if (st != platform::OpenStatus::kOk) return QBR_REPORT(t, QBR_RES_ERR_FILE_OPEN, name);
-  const double start = platform::wall_seconds();
-  if (t.log_on()) t.printf(QBR_STREAM_LOG, "Start writing.\n");
-  QBRrescode r;
-  {
-    TextWriter w(*out);
+  return write_file(t, name, compression_of(file_kind(name).compress), [&](TextWriter& w) {
     SolutionWriter writer(t, w, whichsol);
-    r = writer.run();
-    w.flush();
-    if (r == QBR_RES_OK && !w.ok()) r = QBR_REPORT(t, QBR_RES_ERR_FILE_WRITE, name);
-  }
-  if (!out->close() && r == QBR_RES_OK) r = QBR_REPORT(t, QBR_RES_ERR_FILE_WRITE, name);
-  if (t.log_on()) t.printf(QBR_STREAM_LOG, "done writing. Time: %.2f\n\n", platform::wall_seconds() - start);
-  return r;
+    return writer.run();
+  });
 }
 
 }  // namespace qubor::formats
