@@ -19,41 +19,21 @@
 #include <ctime>
 #include <string>
 
+#include "common/process_probe.h"
 #include "qubor.h"
 
 namespace {
 
-struct Clock {
-  double wall, cpu;
-};
-
-Clock now() {
-  timespec ts;
-  clock_gettime(CLOCK_PROCESS_CPUTIME_ID, &ts);
-  double cpu = ts.tv_sec + ts.tv_nsec * 1e-9;
-  double wall = std::chrono::duration<double>(std::chrono::steady_clock::now().time_since_epoch()).count();
-  return {wall, cpu};
-}
+using qubor_bench::Clock;
+using qubor_bench::now;
 
 double file_mb(const std::string& path) {
   struct stat st;
   return stat(path.c_str(), &st) == 0 ? st.st_size / 1e6 : 0.0;
 }
 
-long peak_kb() {
-  rusage ru;
-  getrusage(RUSAGE_SELF, &ru);
-  return ru.ru_maxrss;
-}
-
-long resident_kb() {
-  long pages = 0, resident = 0;
-  if (FILE* f = std::fopen("/proc/self/statm", "r")) {
-    if (std::fscanf(f, "%ld %ld", &pages, &resident) != 2) resident = 0;
-    std::fclose(f);
-  }
-  return resident * 4;
-}
+long peak_kb() { return qubor_bench::peak_kib(); }
+long resident_kb() { return qubor_bench::resident_kib(); }
 
 int memory(const char* path) {
   QBRenv_t env = nullptr;

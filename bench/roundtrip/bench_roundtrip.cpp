@@ -22,34 +22,16 @@
 #include <iterator>
 #include <string>
 
+#include "common/process_probe.h"
 #include "qubor.h"
 
 namespace {
 
-struct Clock {
-  double wall, cpu;
-};
+using qubor_bench::Clock;
+using qubor_bench::now;
+using qubor_bench::peak_kib;
+using qubor_bench::resident_kib;
 
-Clock now() {
-  timespec ts;
-  clock_gettime(CLOCK_PROCESS_CPUTIME_ID, &ts);
-  return {std::chrono::duration<double>(std::chrono::steady_clock::now().time_since_epoch()).count(),
-          static_cast<double>(ts.tv_sec) + 1e-9 * static_cast<double>(ts.tv_nsec)};
-}
-
-long resident_kib() {
-  long pages = 0, resident = 0;
-  if (FILE* f = std::fopen("/proc/self/statm", "r")) {
-    if (std::fscanf(f, "%ld %ld", &pages, &resident) != 2) resident = 0;
-    std::fclose(f);
-  }
-  return resident * 4;
-}
-long peak_kib() {
-  rusage ru{};
-  getrusage(RUSAGE_SELF, &ru);
-  return ru.ru_maxrss;
-}
 
 std::string slurp(const std::string& path) {
   std::ifstream in(path, std::ios::binary);

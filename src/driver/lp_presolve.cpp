@@ -90,18 +90,27 @@ void store_presolve_information(task::Task& t, const presolve::PresolveStats& s)
   t.set_dinf(QBR_DINF_PRESOLVE_LINDEP_TIME, s.lindep_time);
 }
 
-bool solve_presolved(task::Task& t, const interior::LpProblem& lp, const interior::IpOptions& opt,
-                     interior::IpResult& r) {
+std::optional<presolve::PresolveResult> run_presolve(task::Task& t, const interior::LpProblem& lp,
+                                                     const linalg::LogSink& log, linalg::LogSink& sink) {
   const presolve::PresolveOptions po = presolve_options(t);
-  if (po.use == QBR_PRESOLVE_MODE_OFF) return false;
-  linalg::LogSink sink = opt.log;
+  if (po.use == QBR_PRESOLVE_MODE_OFF) return std::nullopt;
+  sink = log;
   sink.level = t.log_on() ? t.ipar(QBR_IPAR_LOG_PRESOLVE) : 0;
   presolve::LpProblem original;
   to_presolve_form(lp, original);
   t.progress(QBR_CALLBACK_BEGIN_PRESOLVE);
-  presolve::PresolveResult pr = presolve::presolve(std::move(original), po, &sink);
+  std::optional<presolve::PresolveResult> pr(presolve::presolve(std::move(original), po, &sink));
   t.progress(QBR_CALLBACK_END_PRESOLVE);
-  store_presolve_information(t, pr.stats);
+  store_presolve_information(t, pr->stats);
+  return pr;
+}
+
+bool solve_presolved(task::Task& t, const interior::LpProblem& lp, const interior::IpOptions& opt,
+                     interior::IpResult& r) {
+  linalg::LogSink sink;
+  std::optional<presolve::PresolveResult> presolved = run_presolve(t, lp, opt.log, sink);
+  if (!presolved) return false;
+  presolve::PresolveResult& pr = *presolved;
   if (pr.status == presolve::PresolveStatus::kPrimalInfeasible ||
       pr.status == presolve::PresolveStatus::kDualInfeasible) {
     linalg::log_printf(&sink, 1, "Presolve found the problem infeasible; the optimizer builds the "

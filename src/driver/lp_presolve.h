@@ -2,6 +2,8 @@
 // solution mapped back to the caller's problem by postsolve.
 #pragma once
 
+#include <optional>
+
 #include "interior/lp_problem.h"
 #include "presolve/presolve.h"
 #include "task/task.h"
@@ -14,6 +16,12 @@ presolve::PresolveOptions presolve_options(const task::Task& t);
 void to_presolve_form(const interior::LpProblem& lp, presolve::LpProblem& p);
 void to_interior_form(const presolve::LpProblem& p, interior::LpProblem& lp);
 void store_presolve_information(task::Task& t, const presolve::PresolveStats& s);
+
+// Presolves `lp` with the task's settings, its callbacks and information items; `sink` (the
+// optimizer's log at the presolve level) is set up for the later messages. False when presolve
+// is switched off (empty result).
+std::optional<presolve::PresolveResult> run_presolve(task::Task& t, const interior::LpProblem& lp,
+                                                     const linalg::LogSink& log, linalg::LogSink& sink);
 
 // Presolves `lp`, solves the reduced problem with `opt` and postsolves into `r`, which then
 // describes `lp`. Returns false when the original problem must be solved directly instead:

@@ -28,16 +28,10 @@ simplex::Algorithm algorithm_of(int32_t optimizer) {
 // built on the original data).
 bool presolved_start(task::Task& t, const interior::LpProblem& lp, const simplex::SimplexOptions& opt,
                      simplex::StartBasis& start, simplex::SimplexResult& reduced_run) {
-  const presolve::PresolveOptions po = presolve_options(t);
-  if (po.use == QBR_PRESOLVE_MODE_OFF) return false;
-  linalg::LogSink sink = opt.log;
-  sink.level = t.log_on() ? t.ipar(QBR_IPAR_LOG_PRESOLVE) : 0;
-  presolve::LpProblem original;
-  to_presolve_form(lp, original);
-  t.progress(QBR_CALLBACK_BEGIN_PRESOLVE);
-  presolve::PresolveResult pr = presolve::presolve(std::move(original), po, &sink);
-  t.progress(QBR_CALLBACK_END_PRESOLVE);
-  store_presolve_information(t, pr.stats);
+  linalg::LogSink sink;
+  std::optional<presolve::PresolveResult> presolved = run_presolve(t, lp, opt.log, sink);
+  if (!presolved) return false;
+  presolve::PresolveResult& pr = *presolved;
   if (pr.status != presolve::PresolveStatus::kReduced && pr.status != presolve::PresolveStatus::kSolved) return false;
   presolve::LpSolution reduced_solution;
   if (pr.status == presolve::PresolveStatus::kSolved) {

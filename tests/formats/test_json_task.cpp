@@ -5,27 +5,7 @@
 
 namespace {
 
-class JsonTask : public FormatTest {
- protected:
-  void SetUp() override {
-    FormatTest::SetUp();
-    ASSERT_EQ(QBR_maketask(env, 0, 0, &other), QBR_RES_OK);
-    QBR_linkfunctotaskstream(other, QBR_STREAM_ERR, &other_err, Captured::sink);
-  }
-  void TearDown() override {
-    QBR_deletetask(&other);
-    FormatTest::TearDown();
-  }
-  std::string other_message() {
-    char buf[1024] = {0};
-    QBRrescode code = 0;
-    QBRint32t len = 0;
-    QBR_getlasterror(other, &code, sizeof buf, &len, buf);
-    return buf;
-  }
-  QBRtask_t other = nullptr;
-  Captured other_err;
-};
+using JsonTask = TwoTaskTest;
 
 TEST_F(JsonTask, EveryItemRoundTripsExactly) {
   fill_every_item(task);

@@ -8,32 +8,14 @@
 
 namespace {
 
-class TaskFile : public FormatTest {
+class TaskFile : public TwoTaskTest {
  protected:
-  void SetUp() override {
-    FormatTest::SetUp();
-    ASSERT_EQ(QBR_maketask(env, 0, 0, &other), QBR_RES_OK);
-    QBR_linkfunctotaskstream(other, QBR_STREAM_ERR, &other_err, Captured::sink);
-  }
-  void TearDown() override {
-    QBR_deletetask(&other);
-    FormatTest::TearDown();
-  }
   // Writes `task` to `name` and reads it into `other`; the read's response.
   QBRrescode round_trip(const std::string& name) {
     const std::string p = temp_path(name);
     EXPECT_EQ(QBR_writedata(task, p.c_str()), QBR_RES_OK);
     return QBR_readdata(other, p.c_str());
   }
-  std::string other_message() {
-    char buf[1024] = {0};
-    QBRrescode code = 0;
-    QBRint32t len = 0;
-    QBR_getlasterror(other, &code, sizeof buf, &len, buf);
-    return buf;
-  }
-  QBRtask_t other = nullptr;
-  Captured other_err;
 };
 
 TEST_F(TaskFile, EveryItemRoundTripsExactly) {
