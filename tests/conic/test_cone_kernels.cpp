@@ -80,7 +80,8 @@ TEST(NonsymmetricBarrier, CentralPointAndDerivatives) {
       }
       // The inverse Hessian (a closed form for some kinds) times the Hessian is the identity.
       std::vector<double> hi(un * un);
-      ASSERT_TRUE(b->inverse_hessian(x.data(), hi.data()));
+      std::vector<double> work(b->inverse_work_size());
+      ASSERT_TRUE(b->inverse_hessian(x.data(), hi.data(), work.data()));
       for (size_t i = 0; i < un; ++i)
         for (size_t j = 0; j < un; ++j) {
           double v = 0.0;
@@ -132,7 +133,8 @@ TEST(NonsymmetricScaling, SecantIdentities) {
       // On the central path through x with mu = 2: s = -2 grad f(x), H^{-1} = hess f(x)^{-1} / 2.
       std::vector<double> g(un), hi(un * un);
       b->derivatives(x.data(), g.data(), nullptr);
-      ASSERT_TRUE(b->inverse_hessian(x.data(), hi.data()));
+      std::vector<double> work(b->inverse_work_size());
+      ASSERT_TRUE(b->inverse_hessian(x.data(), hi.data(), work.data()));
       std::vector<double> sc(un);
       for (size_t i = 0; i < un; ++i) sc[i] = -2.0 * g[i];
       ASSERT_TRUE(cone->update_scaling(x.data(), sc.data()));

@@ -104,8 +104,10 @@ class Barrier {
   virtual void derivatives(const double* x, double* g, double* h) const = 0;
   // hi = the inverse Hessian of f at x. Near the boundary the Hessian is dominated by one
   // rank-one term and inverting it loses most digits: a kind with a closed form overrides
-  // this (the default factors the Hessian). False when it cannot be formed.
-  virtual bool inverse_hessian(const double* x, double* hi) const;
+  // this (the default factors the Hessian in `work`, of inverse_work_size() entries). False
+  // when it cannot be formed.
+  virtual bool inverse_hessian(const double* x, double* hi, double* work) const;
+  size_t inverse_work_size() const { return static_cast<size_t>(dim()) * static_cast<size_t>(2 * dim() + 1); }
   // The point x = -grad f(x).
   virtual void central_point(double* x) const = 0;
 };

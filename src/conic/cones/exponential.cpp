@@ -49,7 +49,7 @@ class ExpBarrier final : public Barrier {
   // whose inverse is  [Q, Q h; h'Q, psi^2 + h'Q h]  with
   //   Q = P^{-1} = [x1^2 (psi + x2), x1 x2^2; x1 x2^2, x2^2 (psi + x2)] / (psi + 2 x2),
   // a form with no cancellation however small psi is.
-  bool inverse_hessian(const double* x, double* hi) const override {
+  bool inverse_hessian(const double* x, double* hi, double* /*work*/) const override {
     const double x1 = x[0], x2 = x[1];
     const double l = std::log(x1 / x2);
     const double psi = x2 * l - x[2];

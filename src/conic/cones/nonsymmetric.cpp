@@ -126,6 +126,7 @@ class NonsymmetricCones final : public Cone {
     const size_t nm = static_cast<size_t>(nmax), nn = nm * nm;
     for (auto* v : {&w1_, &w2_, &w3_, &w4_, &w5_, &w6_}) v->assign(nm, 0.0);
     for (auto* v : {&m1_, &m2_}) v->assign(nn, 0.0);
+    hw_.assign(nm * (2 * nm + 1), 0.0);
   }
   const char* name() const override { return "nonsym"; }
   double degree() const override { return deg_; }
@@ -212,7 +213,7 @@ class NonsymmetricCones final : public Cone {
       if (!(dotn(xp, sp, n) / it.barrier->degree() >= kMinShare * mu / widen)) return it.barrier->name();
       double* g = w5_.data();
       it.barrier->derivatives(xp, g, nullptr);
-      if (!it.barrier->inverse_hessian(xp, m1_.data())) return it.barrier->name();
+      if (!it.barrier->inverse_hessian(xp, m1_.data(), hw_.data())) return it.barrier->name();
       double* psi = w6_.data();
       for (int32_t i = 0; i < n; ++i) psi[i] = sp[i] / mu + g[i];
       matvec(m1_.data(), n, psi, w1_.data());
@@ -263,7 +264,7 @@ class NonsymmetricCones final : public Cone {
     const double mu = dotn(x, s, n) / nu;
     if (!(mu > 0.0)) return false;
     b.derivatives(x, g, nullptr);
-    if (!b.inverse_hessian(x, hfi)) return false;
+    if (!b.inverse_hessian(x, hfi, hw_.data())) return false;
     double* d = w1_.data();
     double* e = w2_.data();
     for (int32_t i = 0; i < n; ++i) d[i] = s[i] + mu * g[i];
@@ -290,20 +291,23 @@ class NonsymmetricCones final : public Cone {
   std::vector<double> hfi_;            // hess f(x)^{-1}
   std::vector<double> hinv_, lhinv_;   // H^{-1} and its Cholesky factor
   mutable std::vector<double> w1_, w2_, w3_, w4_, w5_, w6_, m1_, m2_;
+  mutable std::vector<double> hw_;     // the barriers' inverse-Hessian workspace
 };
 
 }  // namespace
 
-bool Barrier::inverse_hessian(const double* x, double* hi) const {
+bool Barrier::inverse_hessian(const double* x, double* hi, double* work) const {
   const int32_t n = dim();
   const size_t un = static_cast<size_t>(n);
-  std::vector<double> h(un * un), work(un * un), d(un);
-  derivatives(x, nullptr, h.data());
-  if (!cholesky_regularized(h.data(), n, d.data(), work.data())) return false;
+  double* h = work;
+  double* copy = work + un * un;
+  double* d = copy + un * un;
+  derivatives(x, nullptr, h);
+  if (!cholesky_regularized(h, n, d, copy)) return false;
   for (int32_t c = 0; c < n; ++c) {
     double* col = hi + un * static_cast<size_t>(c);
     for (int32_t r = 0; r < n; ++r) col[r] = r == c ? 1.0 : 0.0;
-    chol_solve(h.data(), d.data(), n, col);
+    chol_solve(h, d, n, col);
   }
   return true;
 }
