@@ -80,6 +80,11 @@ class SymmetricCone : public Cone {
   virtual void lambda(double* out) const = 0;
   virtual void apply_wt(const double* z, double* out) const = 0;   // W' z
   virtual void jordan(const double* u, const double* v, double* out) const = 0;  // u o v
+  // out = lambda o lambda (w: scratch).
+  virtual void lambda_square(double* out, double* w) const {
+    lambda(w);
+    jordan(w, w, out);
+  }
   virtual void divide_lambda(const double* r, double* out) const = 0;  // lambda \ r
   // Largest a with lambda + a d in the cone (infinity when unbounded); d is scaled.
   virtual double max_step_scaled(const double* d) const = 0;

@@ -36,8 +36,7 @@ std::vector<std::unique_ptr<Cone>> make_cones(const ConeLayout& layout) {
 // Shared by the symmetric kinds.
 void SymmetricCone::complementarity_rhs(const ConeDirection* aff, double sigma_mu, double* r4, double* w1,
                                         double* w2) const {
-  lambda(w1);
-  jordan(w1, w1, w2);
+  lambda_square(w2, w1);
   for (int64_t j = begin(); j < end(); ++j) w2[j] = -w2[j];
   if (aff != nullptr) {
     jordan(aff->wdx, aff->wds, w1);

@@ -153,6 +153,15 @@ class SemidefiniteCones final : public SymmetricCone {
   void apply_hinv(const double* z, double* out) const override {
     for (const Block& b : blocks_) congruence(b, b.wm.data(), false, z, out);
   }
+  void lambda_square(double* out, double* /*w*/) const override {
+    for (const Block& b : blocks_) {
+      std::fill(out + b.start, out + b.start + svec_len(b.d), 0.0);
+      for (int32_t c = 0; c < b.d; ++c) {
+        const double l = b.lam[static_cast<size_t>(c)];
+        out[b.start + svec_pos(b.d, c, c)] = l * l;
+      }
+    }
+  }
   void jordan(const double* u, const double* v, double* out) const override {
     for (const Block& b : blocks_) {
       const int32_t d = b.d;
