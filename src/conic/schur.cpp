@@ -138,8 +138,16 @@ Status SchurSystem::setup(const ConicForm& f, const Setup& opt) {
     pw.set.reserve(static_cast<size_t>(dmax));
   }
   psd_ent_total_.assign(f.psd_rows.size() + 1, 0);
+  psd_lin_.assign(f.psd_v.size(), 0);
+  psd_wv_.assign(f.psd_v.size(), 0.0);
   for (size_t k = 0; k < nb; ++k) {
     const int64_t b = f.psd_row_ptr[k], e = f.psd_row_ptr[k + 1];
+    const int32_t d = f.layout.psd_dim[k];
+    for (int64_t q = f.psd_ent_ptr[static_cast<size_t>(b)]; q < f.psd_ent_ptr[static_cast<size_t>(e)]; ++q) {
+      const int32_t r = f.psd_r[static_cast<size_t>(q)], c = f.psd_c[static_cast<size_t>(q)];
+      psd_lin_[static_cast<size_t>(q)] = r + c * d;
+      psd_wv_[static_cast<size_t>(q)] = (r == c ? 1.0 : 2.0) * f.psd_v[static_cast<size_t>(q)];
+    }
     const size_t mb = static_cast<size_t>(e - b);
     psd_m_[k].assign(mb * (mb + 1) / 2, 0.0);  // lower triangle, packed by columns
     int64_t sum = 0;
@@ -317,21 +325,29 @@ void SchurSystem::psd_block(int32_t kb, std::vector<double>& out) {
       }
       // Column i of the packed lower triangle, indexed by l >= i.
       double* col = out.data() + packed_col(i, mb) - i;
-      for (int64_t l = i; l < mb; ++l) {
-        const size_t pl = static_cast<size_t>(b + l);
-        double sum = 0.0;
-        for (int64_t q = f.psd_ent_ptr[pl]; q < f.psd_ent_ptr[pl + 1]; ++q) {
-          const int32_t r = f.psd_r[static_cast<size_t>(q)], c = f.psd_c[static_cast<size_t>(q)];
-          double gv;
-          if (dense) {
-            gv = g[static_cast<size_t>(r) + static_cast<size_t>(c) * d];
-          } else {
-            gv = 0.0;
-            for (size_t a = 0; a < np; ++a) gv += ws[a * d + static_cast<size_t>(r)] * tt[a * d + static_cast<size_t>(c)];
-          }
-          sum += (r == c ? 1.0 : 2.0) * f.psd_v[static_cast<size_t>(q)] * gv;
+      if (dense) {
+        // The inner products with G read it through the entries' precomputed positions.
+        const double* gd = g.data();
+        for (int64_t l = i; l < mb; ++l) {
+          const size_t pl = static_cast<size_t>(b + l);
+          const int64_t qe = f.psd_ent_ptr[pl + 1];
+          double sum = 0.0;
+          for (int64_t q = f.psd_ent_ptr[pl]; q < qe; ++q)
+            sum += psd_wv_[static_cast<size_t>(q)] * gd[psd_lin_[static_cast<size_t>(q)]];
+          col[l] = sum;
         }
-        col[l] = sum;
+      } else {
+        for (int64_t l = i; l < mb; ++l) {
+          const size_t pl = static_cast<size_t>(b + l);
+          double sum = 0.0;
+          for (int64_t q = f.psd_ent_ptr[pl]; q < f.psd_ent_ptr[pl + 1]; ++q) {
+            const int32_t r = f.psd_r[static_cast<size_t>(q)], c = f.psd_c[static_cast<size_t>(q)];
+            double gv = 0.0;
+            for (size_t a = 0; a < np; ++a) gv += ws[a * d + static_cast<size_t>(r)] * tt[a * d + static_cast<size_t>(c)];
+            sum += psd_wv_[static_cast<size_t>(q)] * gv;
+          }
+          col[l] = sum;
+        }
       }
     }
   }

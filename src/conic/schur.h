@@ -95,6 +95,10 @@ class SchurSystem final : public SchurTerms {
   std::vector<const double*> psd_w_;
   std::vector<std::vector<double>> psd_m_;
   std::vector<int64_t> psd_ent_total_;  // entries of the block's rows from slot p to the end
+  // Per entry of the blocks' rows: its position r + c d in the block and its value times 2 off
+  // the diagonal (the weight of G(r, c) in <A_l, G> for symmetric G).
+  std::vector<int32_t> psd_lin_;
+  std::vector<double> psd_wv_;
   struct PsdWork {                      // one per thread: T', W(:, P), G; P and its positions
     std::vector<double> tt, ws, g;
     std::vector<int32_t> idx, set;
