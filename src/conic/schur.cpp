@@ -425,7 +425,7 @@ Status SchurSystem::factor(double delta) {
                            lr_small_.data(), static_cast<int64_t>(k));
     for (size_t a = 0; a < k; ++a) lr_small_[a + a * k] += 1.0 / lr_coef_[a];
     lr_piv_.assign(k, 0);
-    if (LAPACKE_dgetrf(LAPACK_COL_MAJOR, static_cast<int>(k), static_cast<int>(k), lr_small_.data(), static_cast<int>(k),
+    if (LAPACKE_dgetrf_work(LAPACK_COL_MAJOR, static_cast<int>(k), static_cast<int>(k), lr_small_.data(), static_cast<int>(k),
                        lr_piv_.data()) != 0)
       return Status::kInternalError;
   }
@@ -449,7 +449,7 @@ Status SchurSystem::solve_once(double* r) {
   if (k == 0) return Status::kOk;
   tmp_.assign(k, 0.0);
   linalg::dense::gemv(stats_, true, m_, static_cast<int>(k), 1.0, lr_z_.data(), m_, r, 0.0, tmp_.data());
-  LAPACKE_dgetrs(LAPACK_COL_MAJOR, 'N', static_cast<int>(k), 1, lr_small_.data(), static_cast<int>(k), lr_piv_.data(),
+  LAPACKE_dgetrs_work(LAPACK_COL_MAJOR, 'N', static_cast<int>(k), 1, lr_small_.data(), static_cast<int>(k), lr_piv_.data(),
                  tmp_.data(), static_cast<int>(k));
   linalg::dense::gemv(stats_, false, m_, static_cast<int>(k), -1.0, lr_y_.data(), m_, tmp_.data(), 1.0, r);
   return Status::kOk;

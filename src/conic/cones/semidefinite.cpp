@@ -95,8 +95,8 @@ class SemidefiniteCones final : public SymmetricCone {
       double* ls = w2_.data();
       unpack(d, x + b.start, lx);
       unpack(d, s + b.start, ls);
-      if (LAPACKE_dpotrf(LAPACK_COL_MAJOR, 'L', d, lx, d) != 0) return false;
-      if (LAPACKE_dpotrf(LAPACK_COL_MAJOR, 'L', d, ls, d) != 0) return false;
+      if (LAPACKE_dpotrf_work(LAPACK_COL_MAJOR, 'L', d, lx, d) != 0) return false;
+      if (LAPACKE_dpotrf_work(LAPACK_COL_MAJOR, 'L', d, ls, d) != 0) return false;
       zero_upper(d, lx);
       zero_upper(d, ls);
       // B = Ls' Lx, then its SVD B = U Sigma V' (U in w3, V' in w4).
