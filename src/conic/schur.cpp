@@ -32,6 +32,7 @@ Status SchurSystem::setup(const ConicForm& f, const Setup& opt) {
   for (size_t i = 0; i < m; ++i) rptr_[i + 1] += rptr_[i];
   rcol_.resize(static_cast<size_t>(rptr_[m]));
   rval_.resize(static_cast<size_t>(rptr_[m]));
+  rpos_.resize(static_cast<size_t>(rptr_[m]));
   {
     std::vector<int64_t> at(rptr_.begin(), rptr_.end() - 1);
     for (int64_t j = 0; j < nw; ++j)
@@ -39,6 +40,7 @@ Status SchurSystem::setup(const ConicForm& f, const Setup& opt) {
         const int64_t p = at[static_cast<size_t>(f.row_idx[static_cast<size_t>(q)])]++;
         rcol_[static_cast<size_t>(p)] = static_cast<int32_t>(j);
         rval_[static_cast<size_t>(p)] = f.values[static_cast<size_t>(q)];
+        rpos_[static_cast<size_t>(p)] = q;
       }
   }
   weight_.assign(static_cast<size_t>(nw), 0.0);
@@ -364,10 +366,9 @@ Status SchurSystem::factor(double delta) {
       const size_t j = static_cast<size_t>(rcol_[static_cast<size_t>(p)]);
       const double wa = weight_[j] * rval_[static_cast<size_t>(p)];
       if (wa == 0.0) continue;
-      for (int64_t q = f.col_ptr[j]; q < f.col_ptr[j + 1]; ++q) {
-        const int32_t r = f.row_idx[static_cast<size_t>(q)];
-        if (r >= c) acc_[static_cast<size_t>(r)] += wa * f.values[static_cast<size_t>(q)];
-      }
+      // The column's rows from c on (its rows are sorted).
+      for (int64_t q = rpos_[static_cast<size_t>(p)]; q < f.col_ptr[j + 1]; ++q)
+        acc_[static_cast<size_t>(f.row_idx[static_cast<size_t>(q)])] += wa * f.values[static_cast<size_t>(q)];
     }
     for (int64_t p = row_clq_ptr_[uc]; p < row_clq_ptr_[uc + 1]; ++p) {
       const int32_t k = row_clq_[static_cast<size_t>(p)];

@@ -71,6 +71,7 @@ class SchurSystem final : public SchurTerms {
   std::vector<int64_t> rptr_;
   std::vector<int32_t> rcol_;
   std::vector<double> rval_;
+  std::vector<int64_t> rpos_;  // position of each entry in its column (rows sorted there)
   std::vector<double> weight_;
   // Small cones (quadratic cones, then nonsymmetric cones): first column, length, clique rows
   // (cones kept in M), long flags (quadratic cones only) and outer terms.
