@@ -71,6 +71,7 @@ class HomogeneousSolver {
   void restore_best();
   double residual_norm() const;
   double rounding_floor() const;
+  double gap_second_order(const Direction& d);
   bool escalate(KktSolver& kkt);
 
   const StandardForm& sf_;
@@ -96,6 +97,7 @@ class HomogeneousSolver {
   std::vector<double> rxs_, rwv_, work_n_, work_m_;
   std::vector<double> rxs2_, rwv2_;  // right-hand sides of the trial correctors
   double rtk_ = 0.0, eta_ = 1.0;
+  double rg_second_ = 0.0;  // second-order term of the gap equation in the corrector
   // Unscaled norms.
   double norm_b_ = 0, norm_c_ = 0, norm_u_ = 0, obj_const_ = 0;
   double amax_ = 0;  // largest scaled |a_ij|
