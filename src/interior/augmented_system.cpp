@@ -13,7 +13,7 @@ using linalg::Status;
 namespace {
 
 // Regularization of the y block, relative to the largest |A_ij| (1 after scaling).
-constexpr double kStaticReg = 1e-9;
+constexpr double kStaticReg = 1e-13;
 // The pivot signs are known, so only a pivot of the wrong sign or 0 is replaced.
 constexpr double kPivotTolerance = 1e-300;
 

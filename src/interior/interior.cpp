@@ -87,13 +87,19 @@ void run(const LpProblem& p, const IpOptions& opt, IpResult& r, double t0) {
   }
   std::vector<double> rs, cs;
   scale_problem(sf, opt.scaling, rs, cs);
-  const bool augmented = sf.has_q() && (opt.kkt_form == 1 || sf.q_offdiagonal());
+  bool augmented = sf.has_q() && (opt.kkt_form == 1 || sf.q_offdiagonal());
   linalg::LogSink chol_sink = opt.log;
   chol_sink.level = opt.factor_log_level;
   AugmentedSystem aug;
   NormalEquations ne;
   KktSolver* kkt = &ne;
   linalg::Status st = linalg::Status::kOk;
+  if (!augmented) {
+    st = setup_normal_equations(sf, opt, &chol_sink, ne);
+    // A quadratic objective has the augmented system, which keeps long columns in its factor,
+    // instead of a low-rank update of the normal equations.
+    augmented = st == linalg::Status::kOk && sf.has_q() && ne.num_dense() > 0;
+  }
   if (augmented) {
     AugmentedSetup as;
     as.order_method = opt.order_method;
@@ -102,8 +108,6 @@ void run(const LpProblem& p, const IpOptions& opt, IpResult& r, double t0) {
     st = aug.setup(sf, as);
     kkt = &aug;
     linalg::log_printf(sink, 2, "The augmented system carries the quadratic term.\n");
-  } else {
-    st = setup_normal_equations(sf, opt, &chol_sink, ne);
   }
   if (st != linalg::Status::kOk) {
     linalg::log_printf(sink, 1, "Error while computing factorization. resp: %d\n",
