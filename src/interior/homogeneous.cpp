@@ -30,7 +30,7 @@ namespace {
 constexpr double kStepFactor = 0.995;
 // A certificate ray must satisfy its homogeneous equations to this fraction of the size of
 // its terms: A'y + s - v = 0 for a primal one, A x = 0 and x_B = 0 for a dual one.
-constexpr double kRayTol = 1e-6;
+constexpr double kRayTol = 1e-9;
 
 }  // namespace
 
