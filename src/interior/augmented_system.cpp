@@ -12,8 +12,14 @@ using linalg::Status;
 
 namespace {
 
-// Regularization of the y block, relative to the largest |A_ij| (1 after scaling).
-constexpr double kStaticReg = 1e-13;
+// Regularization of the y block, relative to the largest |A_ij| (1 after scaling). It starts
+// at kStaticReg and drops by kRegDrop, down to kMinStaticReg, whenever the refinement fails to
+// reach kRefineTarget: the pivots of rows at their bounds shrink like the inverse of the
+// complementarity ratios and a regularization of their size stalls the refinement.
+constexpr double kStaticReg = 1e-9;
+constexpr double kMinStaticReg = 1e-15;
+constexpr double kRegDrop = 0.01;
+constexpr double kRefineTarget = 1e-10;
 // The pivot signs are known, so only a pivot of the wrong sign or 0 is replaced.
 constexpr double kPivotTolerance = 1e-300;
 
@@ -61,7 +67,9 @@ Status AugmentedSystem::setup(const StandardForm& sf, const AugmentedSetup& opt)
   linalg::LowerPattern pat{static_cast<int32_t>(dim), colptr_.data(), rowind_.data()};
   const Status st = chol_.analyse(pat, co, opt.sink, nullptr, signs.data());
   const double amax = max_abs(sf.values, 0, sf.values.size());
-  static_reg_ = kStaticReg * std::max(amax, 1e-300);
+  reg_scale_ = std::max(amax, 1e-300);
+  static_reg_ = kStaticReg * reg_scale_;
+  lower_reg_ = false;
   for (auto* v : {&rhs_, &z_, &res_, &corr_, &best_}) platform::assign_prefaulted(*v, dim, 0.0);
   platform::assign_prefaulted(qz_, n, 0.0);
   platform::assign_prefaulted(d_, n, 0.0);
@@ -75,6 +83,8 @@ Status AugmentedSystem::factorize(const std::vector<double>& d, const std::vecto
   const size_t n = static_cast<size_t>(n_), m = static_cast<size_t>(m_);
   d_ = d;
   delta_ = delta;
+  if (lower_reg_) static_reg_ = std::max(static_reg_ * kRegDrop, kMinStaticReg * reg_scale_);
+  lower_reg_ = false;
   for (size_t j = 0; j < n; ++j) {
     size_t p = static_cast<size_t>(colptr_[j]);
     double diag = d[j] + reg[j];
@@ -146,6 +156,7 @@ Status AugmentedSystem::solve_kkt(const std::vector<double>& rx, const std::vect
   }
   std::copy(best_.begin(), best_.begin() + static_cast<std::ptrdiff_t>(n), dx.begin());
   std::copy(best_.begin() + static_cast<std::ptrdiff_t>(n), best_.end(), dy.begin());
+  if (best_norm > kRefineTarget * bnorm) lower_reg_ = true;
   if (stats) {
     stats->steps = done;
     stats->residual = best_norm / bnorm;

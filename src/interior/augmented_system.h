@@ -64,7 +64,8 @@ class AugmentedSystem final : public KktSolver {
   std::vector<double> kval_;
   std::vector<double> d_;       // d of the last factorization (without reg)
   double delta_ = 0.0;
-  double static_reg_ = 0.0;
+  double static_reg_ = 0.0, reg_scale_ = 1.0;
+  bool lower_reg_ = false;  // the last refinement missed its target
   linalg::SparseCholesky chol_;
   std::vector<double> rhs_, z_, res_, corr_, best_, qz_;
   double setup_time_ = 0.0;

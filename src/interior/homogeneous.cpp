@@ -151,12 +151,11 @@ TerminationInput HomogeneousSolver::termination_input() const {
   // The objectives of the homogeneous point times tau: c'x + 1/2 x'Qx/tau and
   // b'y - u'v - 1/2 x'Qx/tau. The certificate tests take the linear parts alone.
   const double half = 0.5 * xqx_ / tau_;
-  // With a quadratic objective the gap is relative to the objective with and without its
-  // constant: the gap's rounding error grows with the variable part (x'Qx/tau carries the
-  // rounding of the residuals times the duals), which a constant can cancel.
-  const double variable_part = sf_.has_q() ? std::fabs(cx + half) : 0.0;
-  in.relgap = std::fabs(cx - by + 2.0 * half) /
-              std::max({tau_, std::fabs(cx + half + tau_ * obj_const_), variable_part});
+  in.relgap = std::fabs(cx - by + 2.0 * half) / std::max(tau_, std::fabs(cx + half + tau_ * obj_const_));
+  // A relaxed test of a quadratic objective also takes the gap relative to the objective's
+  // variable part: the gap's rounding error grows with it (x'Qx/tau carries the rounding of
+  // the residuals times the duals), and a constant can cancel it in the objective.
+  if (relaxed_ && sf_.has_q()) in.relgap = std::min(in.relgap, std::fabs(cx - by + 2.0 * half) / std::max(tau_, std::fabs(cx + half)));
   in.pfeasinff = pinf;
   in.dfeasinff = dinf;
   in.norm_bound = norm_u_;
@@ -172,8 +171,10 @@ TerminationInput HomogeneousSolver::termination_input() const {
 // The termination test, with the rays it accepts as certificates checked on their own
 // equations: the ratio tests alone weigh the ray against norms of b, c and u, and when those
 // differ by orders of magnitude a scaled-down optimal iterate can pass for a ray.
-TerminationOutcome HomogeneousSolver::test(int32_t g, int32_t r) const {
+TerminationOutcome HomogeneousSolver::test(int32_t g, int32_t r) {
+  relaxed_ = r > 0;
   TerminationOutcome out = termination_test(termination_input(), g, r, sink_);
+  relaxed_ = false;
   if (!out.passed || (out.problem_status != 4 && out.problem_status != 5)) return out;
   double res = 0.0, size = 0.0;
   if (out.problem_status == 4) {

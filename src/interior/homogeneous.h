@@ -55,7 +55,7 @@ class HomogeneousSolver {
   void compute_residuals();
   double complementarity() const;
   TerminationInput termination_input() const;
-  TerminationOutcome test(int32_t g, int32_t r) const;
+  TerminationOutcome test(int32_t g, int32_t r);
   bool factorize(KktSolver& kkt);
   bool tau_direction(KktSolver& kkt);
   bool solve_direction(KktSolver& kkt, double eta, const std::vector<double>& rxs,
@@ -98,6 +98,7 @@ class HomogeneousSolver {
   std::vector<double> rxs2_, rwv2_;  // right-hand sides of the trial correctors
   double rtk_ = 0.0, eta_ = 1.0;
   double rg_second_ = 0.0;  // second-order term of the gap equation in the corrector
+  bool relaxed_ = false;    // a relaxed termination test is running
   // Unscaled norms.
   double norm_b_ = 0, norm_c_ = 0, norm_u_ = 0, obj_const_ = 0;
   double amax_ = 0;  // largest scaled |a_ij|
