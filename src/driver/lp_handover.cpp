@@ -150,6 +150,23 @@ void snapshot_lp(const task::Task& t, interior::LpProblem& lp) {
     bounds_of(p.con_bounds.bk[i], p.con_bounds.bl[i], p.con_bounds.bu[i], lp.row_lo[i], lp.row_up[i]);
 }
 
+void snapshot_qobj(const task::Task& t, interior::LpProblem& lp) {
+  const task::Problem& p = t.problem;
+  const double sigma = p.obj_sense == QBR_OBJECTIVE_SENSE_MAXIMIZE ? -1.0 : 1.0;
+  const size_t n = static_cast<size_t>(p.num_var);
+  lp.q_col_ptr.assign(n + 1, 0);
+  for (const task::QEntry& e : p.qobj) ++lp.q_col_ptr[static_cast<size_t>(e.j) + 1];
+  for (size_t j = 0; j < n; ++j) lp.q_col_ptr[j + 1] += lp.q_col_ptr[j];
+  lp.q_row_idx.assign(p.qobj.size(), 0);
+  lp.q_values.assign(p.qobj.size(), 0.0);
+  std::vector<int64_t> pos(lp.q_col_ptr.begin(), lp.q_col_ptr.end() - 1);
+  for (const task::QEntry& e : p.qobj) {
+    const size_t at = static_cast<size_t>(pos[static_cast<size_t>(e.j)]++);
+    lp.q_row_idx[at] = e.i;
+    lp.q_values[at] = sigma * e.v;
+  }
+}
+
 interior::IpOptions interior_options(task::Task& t, int32_t num_threads) {
   interior::IpOptions o;
   o.tol_pfeas = t.dpar(QBR_DPAR_INTPNT_TOL_PFEAS);
@@ -184,17 +201,32 @@ interior::IpOptions interior_options(task::Task& t, int32_t num_threads) {
   return o;
 }
 
+// The quadratic objective's own tolerances take the place of the linear ones.
+void use_quadratic_tolerances(task::Task& t, interior::IpOptions& o) {
+  o.tol_pfeas = t.dpar(QBR_DPAR_INTPNT_QO_TOL_PFEAS);
+  o.tol_dfeas = t.dpar(QBR_DPAR_INTPNT_QO_TOL_DFEAS);
+  o.tol_rel_gap = t.dpar(QBR_DPAR_INTPNT_QO_TOL_REL_GAP);
+  o.tol_infeas = t.dpar(QBR_DPAR_INTPNT_QO_TOL_INFEAS);
+  o.tol_mu_red = std::min(o.tol_mu_red, t.dpar(QBR_DPAR_INTPNT_QO_TOL_MU_RED));
+  o.tol_near_rel = t.dpar(QBR_DPAR_INTPNT_QO_TOL_NEAR_REL);
+}
+
 QBRrescode run_linear_intpnt(task::Task& t) {
   const int32_t threads = intpnt_thread_count(t);
   t.set_iinf(QBR_IINF_INTPNT_NUM_THREADS, threads);
-  const bool basis_wanted = t.ipar(QBR_IPAR_INTPNT_BASIS) != 0;
+  // A quadratic objective goes into the homogeneous model as it is: no presolve (its
+  // reductions assume a linear objective) and no basis identification.
+  const bool quadratic = !t.problem.qobj.empty();
+  const bool basis_wanted = t.ipar(QBR_IPAR_INTPNT_BASIS) != 0 && !quadratic;
   if (basis_wanted || t.ipar(QBR_IPAR_REMOVE_UNUSED_SOLUTIONS) != 0) {
     t.solutions[QBR_SOL_BAS].release();
     t.solutions[QBR_SOL_ITG].release();
   }
   interior::LpProblem lp;
   snapshot_lp(t, lp);
+  if (quadratic) snapshot_qobj(t, lp);
   interior::IpOptions opt = interior_options(t, threads);
+  if (quadratic) use_quadratic_tolerances(t, opt);
   opt.progress = [&t](int32_t iter) {
     t.set_iinf(QBR_IINF_INTPNT_ITER, iter);
     if (!t.progress(QBR_CALLBACK_INTPNT)) return false;
@@ -207,7 +239,9 @@ QBRrescode run_linear_intpnt(task::Task& t) {
                      lp.num_row, "scalar variables", lp.num_col);
   t.progress(QBR_CALLBACK_BEGIN_INTPNT);
   interior::IpResult r;
-  if (!solve_presolved(t, lp, opt, r)) {
+  if (quadratic) {
+    interior::solve_lp(lp, opt, r);
+  } else if (!solve_presolved(t, lp, opt, r)) {
     // Iterations spent on a reduced problem that was given up count as well.
     const int32_t reduced_iterations = r.iterations;
     interior::solve_lp(lp, opt, r);

@@ -12,6 +12,9 @@ namespace qubor::driver {
 // Copies the linear part of the task into `lp`; the objective is negated when maximizing.
 void snapshot_lp(const task::Task& t, interior::LpProblem& lp);
 
+// Copies the quadratic objective (negated when maximizing) into `lp`.
+void snapshot_qobj(const task::Task& t, interior::LpProblem& lp);
+
 // Reads the interior-point parameters of the task (thread count given by the caller).
 interior::IpOptions interior_options(task::Task& t, int32_t num_threads);
 
@@ -56,7 +59,8 @@ void store_intpnt_information(task::Task& t, const Result& r, double primal_obj,
   t.set_dinf(QBR_DINF_INTPNT_OPT_STATUS, opt_status);
 }
 
-// Runs the linear interior-point path on the task; returns the response of the run.
+// Runs the interior-point path on a task with linear constraints and a linear or quadratic
+// objective; returns the response of the run.
 QBRrescode run_linear_intpnt(task::Task& t);
 
 }  // namespace qubor::driver

@@ -37,8 +37,10 @@ struct ConvertedTerm {
 // an operation) the task is left as it was. `terms` (may be null) receives the converted terms.
 QBRrescode to_conic(task::Task& t, std::vector<ConvertedTerm>* terms);
 
-// The optimizer path of a task with quadratic terms: convexity check, then the run; the
-// interior-point solution item holds the solution of the task as stated.
+// The optimizer path of a task with quadratic terms: convexity check, then the run (the
+// interior-point optimizer for a quadratic objective under linear constraints, the conic form
+// for quadratic constraints or when the conic optimizer is chosen); the interior-point
+// solution item holds the solution of the task as stated.
 QBRrescode run_quadratic(task::Task& t);
 
 }  // namespace qubor::driver

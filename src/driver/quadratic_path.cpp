@@ -1,14 +1,18 @@
 // The optimizer path of tasks with quadratic terms; see quadratic.h.
 //
-// The task is converted to conic form in place, solved by the conic optimizer and restored;
-// the interior-point solution item keeps the entries of the task's own variables and
-// constraints, with the activities of quadratic constraints recomputed from x.
+// A quadratic objective under linear constraints goes to the homogeneous interior-point
+// optimizer, which carries Q in its model. Quadratic constraints, and every quadratic task
+// given to the conic optimizer, take the conversion: the task is converted to conic form in
+// place, solved by the conic optimizer and restored; the interior-point solution item keeps
+// the entries of the task's own variables and constraints, with the activities of quadratic
+// constraints recomputed from x.
 #include <algorithm>
 #include <cmath>
 #include <utility>
 #include <vector>
 
 #include "driver/conic_handover.h"
+#include "driver/lp_handover.h"
 #include "driver/quadratic.h"
 #include "task/problem_ops.h"
 #include "task/solution_eval.h"
@@ -186,6 +190,8 @@ QBRrescode run_converted(Task& t) {
 
 QBRrescode run_quadratic(Task& t) {
   QBR_CHECK_RC(check_convexity(t));
+  if (!t.problem.has_qcon() && t.ipar(QBR_IPAR_OPTIMIZER) != QBR_OPTIMIZER_CONIC)
+    return accept_solution(t, run_linear_intpnt(t));
   return run_converted(t);
 }
 

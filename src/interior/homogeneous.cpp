@@ -2,19 +2,19 @@
 //
 // Newton system of one direction with centering eta and complementarity right-hand sides
 // rxs (x s), rwv (w v) and rtk (tau kappa):
-//   A dx - b dtau = eta rp,  dx_B + dw - u dtau = eta ru,  A'dy + ds - dv - c dtau = eta rd,
-//   -c'dx + b'dy - u'dv - dkappa = eta rg,
+//   A dx - b dtau = eta rp,  dx_B + dw - u dtau = eta ru,
+//   A'dy + ds - dv - Q dx - c dtau = eta rd,
+//   -(c + 2 Q x/tau)'dx + (x'Qx/tau^2) dtau + b'dy - u'dv - dkappa = eta rg,
 //   S dx + X ds = rxs,  V dw + W dv = rwv,  kappa dtau + tau dkappa = rtk,
-// with rp = b tau - A x, ru = u tau - x_B - w, rd = c tau - A'y - s + v,
-// rg = kappa + c'x - b'y + u'v. Eliminating ds, dw, dv leaves
-//   -Theta^{-1} dx + A'dy + h dtau = r1,  A dx - b dtau = eta rp,
-// Theta = (X^{-1}S + W^{-1}V + rho)^{-1}, h = g - c, g = W^{-1}V u, and
+// with rp = b tau - A x, ru = u tau - x_B - w, rd = c tau + Q x - A'y - s + v,
+// rg = kappa + c'x + x'Qx/tau - b'y + u'v. Eliminating ds, dw, dv leaves
+//   -(Q + D) dx + A'dy + h dtau = r1,  A dx - b dtau = eta rp,
+// D = X^{-1}S + W^{-1}V + rho, h = g - c, g = W^{-1}V u, and
 // r1 = eta rd - X^{-1} rxs + W^{-1}(rwv - V eta ru). Writing dx = dx0 + dtau dx1 and
-// dy = dy0 + dtau dy1 with
-//   (A Theta A') dy1 = b - A Theta h,        dx1 = Theta (A'dy1 + h),
-//   (A Theta A') dy0 = eta rp + A Theta r1,  dx0 = Theta (A'dy0 - r1),
-// the gap equation gives dtau. dy1 and dx1 depend only on the iterate, so one normal
-// equations solve per direction suffices.
+// dy = dy0 + dtau dy1 with the reduced system (kkt_solver.h) solved for
+//   (dx1, dy1) from rx = -h, ry = b   and   (dx0, dy0) from rx = r1, ry = eta rp,
+// the gap equation gives dtau. dy1 and dx1 depend only on the iterate, so one reduced
+// system solve per direction suffices.
 #include "interior/homogeneous.h"
 
 #include <algorithm>
@@ -30,7 +30,7 @@ namespace {
 constexpr double kStepFactor = 0.995;
 // A certificate ray must satisfy its homogeneous equations to this fraction of the size of
 // its terms: A'y + s - v = 0 for a primal one, A x = 0 and x_B = 0 for a dual one.
-constexpr double kRayTol = 1e-6;
+constexpr double kRayTol = 1e-9;
 
 }  // namespace
 
@@ -57,6 +57,7 @@ HomogeneousSolver::HomogeneousSolver(const StandardForm& sf, const std::vector<d
   }
   obj_const_ = sf.obj_const;
   for (double a : sf.values) amax_ = std::max(amax_, std::fabs(a));
+  for (double q : sf.q_val) qmax_ = std::max(qmax_, std::fabs(q));
   num_compl_ = 1;
   for (size_t j = 0; j < n_; ++j) {
     if (sf.kind[j] != ColKind::kFree) ++num_compl_;
@@ -89,6 +90,10 @@ void HomogeneousSolver::compute_residuals() {
   platform::assign_prefaulted(rp_, m_, 0.0);
   platform::assign_prefaulted(ru_, n_, 0.0);
   platform::assign_prefaulted(rd_, n_, 0.0);
+  platform::assign_prefaulted(qx_, n_, 0.0);
+  sf_.multiply_q(x_.data(), qx_.data());
+  xqx_ = 0.0;
+  for (size_t j = 0; j < n_; ++j) xqx_ += x_[j] * qx_[j];
   for (size_t i = 0; i < m_; ++i) rp_[i] = sf_.b[i] * tau_;
   double cx = 0.0, by = 0.0, uv = 0.0;
   for (size_t j = 0; j < n_; ++j) {
@@ -99,7 +104,7 @@ void HomogeneousSolver::compute_residuals() {
       rp_[i] -= a * x_[j];
       aty += a * y_[i];
     }
-    rd_[j] = sf_.c[j] * tau_ - aty - s_[j] + v_[j];
+    rd_[j] = sf_.c[j] * tau_ + qx_[j] - aty - s_[j] + v_[j];
     if (sf_.kind[j] == ColKind::kBoxed) {
       ru_[j] = sf_.u[j] * tau_ - x_[j] - w_[j];
       uv += sf_.u[j] * v_[j];
@@ -107,7 +112,7 @@ void HomogeneousSolver::compute_residuals() {
     cx += sf_.c[j] * x_[j];
   }
   for (size_t i = 0; i < m_; ++i) by += sf_.b[i] * y_[i];
-  rg_ = kappa_ + cx - by + uv;
+  rg_ = kappa_ + cx + xqx_ / tau_ - by + uv;
   mu_ = complementarity();
 }
 
@@ -131,7 +136,7 @@ TerminationInput HomogeneousSolver::termination_input() const {
   }
   for (size_t j = 0; j < n_; ++j) {
     df = std::max(df, std::fabs(rd_[j] / cs_[j]));
-    dinf = std::max(dinf, std::fabs((sf_.c[j] * tau_ - rd_[j]) / cs_[j]));
+    dinf = std::max(dinf, std::fabs((sf_.c[j] * tau_ + qx_[j] - rd_[j]) / cs_[j]));
     cx += sf_.c[j] * x_[j];
     if (sf_.kind[j] == ColKind::kBoxed) {
       pf = std::max(pf, std::fabs(ru_[j] * cs_[j]));
@@ -143,7 +148,14 @@ TerminationInput HomogeneousSolver::termination_input() const {
   in.dfeasf = df;
   in.cx = cx;
   in.by = by;
-  in.relgap = std::fabs(cx - by) / std::max(tau_, std::fabs(cx + tau_ * obj_const_));
+  // The objectives of the homogeneous point times tau: c'x + 1/2 x'Qx/tau and
+  // b'y - u'v - 1/2 x'Qx/tau. The certificate tests take the linear parts alone.
+  const double half = 0.5 * xqx_ / tau_;
+  in.relgap = std::fabs(cx - by + 2.0 * half) / std::max(tau_, std::fabs(cx + half + tau_ * obj_const_));
+  // A relaxed test of a quadratic objective also takes the gap relative to the objective's
+  // variable part: the gap's rounding error grows with it (x'Qx/tau carries the rounding of
+  // the residuals times the duals), and a constant can cancel it in the objective.
+  if (relaxed_ && sf_.has_q()) in.relgap = std::min(in.relgap, std::fabs(cx - by + 2.0 * half) / std::max(tau_, std::fabs(cx + half)));
   in.pfeasinff = pinf;
   in.dfeasinff = dinf;
   in.norm_bound = norm_u_;
@@ -159,50 +171,56 @@ TerminationInput HomogeneousSolver::termination_input() const {
 // The termination test, with the rays it accepts as certificates checked on their own
 // equations: the ratio tests alone weigh the ray against norms of b, c and u, and when those
 // differ by orders of magnitude a scaled-down optimal iterate can pass for a ray.
-TerminationOutcome HomogeneousSolver::test(int32_t g, int32_t r) const {
+TerminationOutcome HomogeneousSolver::test(int32_t g, int32_t r) {
+  relaxed_ = r > 0;
   TerminationOutcome out = termination_test(termination_input(), g, r, sink_);
+  relaxed_ = false;
   if (!out.passed || (out.problem_status != 4 && out.problem_status != 5)) return out;
   double res = 0.0, size = 0.0;
   if (out.problem_status == 4) {
     for (size_t j = 0; j < n_; ++j) {
-      res = std::max(res, std::fabs(sf_.c[j] * tau_ - rd_[j]));
+      res = std::max(res, std::fabs(sf_.c[j] * tau_ + qx_[j] - rd_[j]));
       size = std::max({size, s_[j], v_[j]});
     }
     double ymax = 0.0;
     for (double e : y_) ymax = std::max(ymax, std::fabs(e));
     size = std::max(size, amax_ * ymax);
   } else {
+    // A ray of a quadratic objective also keeps Q x = 0.
     double xmax = 0.0;
     for (size_t j = 0; j < n_; ++j) {
       xmax = std::max(xmax, std::fabs(x_[j]));
+      res = std::max(res, std::fabs(qx_[j]));
       if (sf_.kind[j] == ColKind::kBoxed) res = std::max(res, std::fabs(x_[j]));
     }
     for (size_t i = 0; i < m_; ++i) res = std::max(res, std::fabs(sf_.b[i] * tau_ - rp_[i]));
-    size = amax_ * xmax;
+    size = std::max(amax_, qmax_) * xmax;
   }
   if (res <= kRayTol * size) return out;
   linalg::log_printf(sink_, 2, "Certificate rejected: ray residual %e, ray size %e.\n", res, size);
   return TerminationOutcome();
 }
 
-bool HomogeneousSolver::factorize(NormalEquations& ne) {
-  platform::assign_prefaulted(theta_, n_, 0.0);
+bool HomogeneousSolver::factorize(KktSolver& kkt) {
+  platform::assign_prefaulted(dreg_, n_, 0.0);
+  platform::assign_prefaulted(reg_, n_, 0.0);
   platform::assign_prefaulted(g_, n_, 0.0);
   platform::assign_prefaulted(h_, n_, 0.0);
   for (size_t j = 0; j < n_; ++j) {
-    double dj = primal_reg_;
+    double dj = 0.0;
+    reg_[j] = primal_reg_;
     switch (sf_.kind[j]) {
-      case ColKind::kFree: dj = free_reg_; break;
+      case ColKind::kFree: reg_[j] = free_reg_; break;
       case ColKind::kBoxed:
         dj += s_[j] / x_[j] + v_[j] / w_[j];
         g_[j] = v_[j] * sf_.u[j] / w_[j];
         break;
       case ColKind::kLower: dj += s_[j] / x_[j]; break;
     }
-    theta_[j] = 1.0 / dj;
+    dreg_[j] = dj;
     h_[j] = g_[j] - sf_.c[j];
   }
-  const linalg::Status st = ne.factor(theta_, dual_reg_);
+  const linalg::Status st = kkt.factorize(dreg_, reg_, dual_reg_);
   if (st != linalg::Status::kOk) {
     linalg::log_printf(sink_, 1, "Error while computing factorization. resp: %d\n",
                        static_cast<int>(st));
@@ -211,39 +229,28 @@ bool HomogeneousSolver::factorize(NormalEquations& ne) {
   return true;
 }
 
-// A x for a column vector z (scaled), accumulated into out (m).
-static void mul_a(const StandardForm& sf, const std::vector<double>& z, std::vector<double>& out) {
-  for (size_t j = 0; j < static_cast<size_t>(sf.n); ++j) {
-    if (z[j] == 0.0) continue;
-    for (int64_t k = sf.col_ptr[j]; k < sf.col_ptr[j + 1]; ++k)
-      out[static_cast<size_t>(sf.row_idx[static_cast<size_t>(k)])] +=
-          sf.values[static_cast<size_t>(k)] * z[j];
-  }
-}
-
-static double col_dot(const StandardForm& sf, size_t j, const std::vector<double>& y) {
-  double t = 0.0;
-  for (int64_t k = sf.col_ptr[j]; k < sf.col_ptr[j + 1]; ++k)
-    t += sf.values[static_cast<size_t>(k)] * y[static_cast<size_t>(sf.row_idx[static_cast<size_t>(k)])];
-  return t;
-}
-
-bool HomogeneousSolver::tau_direction(NormalEquations& ne) {
+bool HomogeneousSolver::tau_direction(KktSolver& kkt) {
   platform::assign_prefaulted(work_n_, n_, 0.0);
+  platform::assign_prefaulted(work_m_, m_, 0.0);
   platform::assign_prefaulted(dy1_, m_, 0.0);
-  for (size_t j = 0; j < n_; ++j) work_n_[j] = -theta_[j] * h_[j];
-  for (size_t i = 0; i < m_; ++i) dy1_[i] = sf_.b[i];
-  mul_a(sf_, work_n_, dy1_);
-  RefineStats rst;
-  if (ne.solve(dy1_, max_refine_, &rst) != linalg::Status::kOk) return false;
-  linalg::log_printf(sink_, 3, "tau direction: refine %d residual %.1e perturbed %d\n", rst.steps,
-                     rst.residual, ne.num_perturbed());
   platform::assign_prefaulted(dx1_, n_, 0.0);
-  // den = kappa/tau + b'dy1 - (c + g)'dx1 + u'g, evaluated in the cancellation-free form
-  // kappa/tau + sum (s/x + rho) dx1^2 + sum_B (v/w) (dx1 - u)^2 (using A dx1 = b).
+  for (size_t j = 0; j < n_; ++j) work_n_[j] = -h_[j];
+  for (size_t i = 0; i < m_; ++i) work_m_[i] = sf_.b[i];
+  RefineStats rst;
+  if (kkt.solve_kkt(work_n_, work_m_, dx1_, dy1_, max_refine_, &rst) != linalg::Status::kOk) return false;
+  linalg::log_printf(sink_, 3, "tau direction: refine %d residual %.1e perturbed %d\n", rst.steps,
+                     rst.residual, kkt.num_perturbed());
+  // den = kappa/tau + x'Qx/tau^2 + b'dy1 - (c + g + 2 Q x/tau)'dx1 + u'g, evaluated in the
+  // cancellation-free form kappa/tau + sum (s/x + rho) dx1^2 + sum_B (v/w) (dx1 - u)^2
+  // + (dx1 - x/tau)'Q(dx1 - x/tau) (using A dx1 = b and the first block row).
   double den = kappa_ / tau_;
+  if (sf_.has_q()) {
+    platform::assign_prefaulted(qwork_, n_, 0.0);
+    for (size_t j = 0; j < n_; ++j) work_n_[j] = dx1_[j] - x_[j] / tau_;
+    sf_.multiply_q(work_n_.data(), qwork_.data());
+    for (size_t j = 0; j < n_; ++j) den += work_n_[j] * qwork_[j];
+  }
   for (size_t j = 0; j < n_; ++j) {
-    dx1_[j] = theta_[j] * (col_dot(sf_, j, dy1_) + h_[j]);
     const double q = dx1_[j] * dx1_[j];
     switch (sf_.kind[j]) {
       case ColKind::kFree: den += free_reg_ * q; break;
@@ -259,13 +266,13 @@ bool HomogeneousSolver::tau_direction(NormalEquations& ne) {
   return std::isfinite(den) && den > 0.0;
 }
 
-bool HomogeneousSolver::solve_direction(NormalEquations& ne, double eta,
+bool HomogeneousSolver::solve_direction(KktSolver& kkt, double eta,
                                         const std::vector<double>& rxs,
                                         const std::vector<double>& rwv, double rtk,
                                         Direction& d) {
   std::vector<double>& r1 = work_n_;
   platform::assign_prefaulted(r1, n_, 0.0);
-  double num = eta * rg_ + rtk / tau_;
+  double num = eta * rg_ + rg_second_ + rtk / tau_;
   for (size_t j = 0; j < n_; ++j) {
     r1[j] = eta * rd_[j];
     if (sf_.kind[j] == ColKind::kFree) continue;
@@ -276,16 +283,12 @@ bool HomogeneousSolver::solve_direction(NormalEquations& ne, double eta,
       num += sf_.u[j] * t;
     }
   }
-  // dy0 = M^{-1} (eta rp + A Theta r1)
-  for (size_t i = 0; i < m_; ++i) d.dy[i] = eta * rp_[i];
-  for (size_t j = 0; j < n_; ++j) d.ds[j] = theta_[j] * r1[j];  // ds as scratch
-  mul_a(sf_, d.ds, d.dy);
-  if (ne.solve(d.dy, max_refine_, nullptr) != linalg::Status::kOk) return false;
+  platform::assign_prefaulted(work_m_, m_, 0.0);
+  for (size_t i = 0; i < m_; ++i) work_m_[i] = eta * rp_[i];
+  if (kkt.solve_kkt(r1, work_m_, d.dx, d.dy, max_refine_, nullptr) != linalg::Status::kOk) return false;
   for (size_t i = 0; i < m_; ++i) num -= sf_.b[i] * d.dy[i];
-  for (size_t j = 0; j < n_; ++j) {
-    d.dx[j] = theta_[j] * (col_dot(sf_, j, d.dy) - r1[j]);
-    num += (sf_.c[j] + g_[j]) * d.dx[j];
-  }
+  const double two_over_tau = 2.0 / tau_;
+  for (size_t j = 0; j < n_; ++j) num += (sf_.c[j] + g_[j] + two_over_tau * qx_[j]) * d.dx[j];
   const double dtau = num / tau_den_;
   d.dtau = dtau;
   for (size_t i = 0; i < m_; ++i) d.dy[i] += dtau * dy1_[i];
@@ -335,7 +338,7 @@ void HomogeneousSolver::take_step(const Direction& d, double alpha) {
   kappa_ += alpha * d.dkappa;
 }
 
-void HomogeneousSolver::gondzio(NormalEquations& ne, Direction& d, double& alpha,
+void HomogeneousSolver::gondzio(KktSolver& kkt, Direction& d, double& alpha,
                                 double sigma_mu) {
   const double lo = 0.1 * sigma_mu, hi = 10.0 * sigma_mu;
   auto target = [&](double p) {
@@ -356,7 +359,7 @@ void HomogeneousSolver::gondzio(NormalEquations& ne, Direction& d, double& alpha
         rwv2_[j] += target((w_[j] + at * d.dw[j]) * (v_[j] + at * d.dv[j]));
     }
     const double rtk2 = rtk_ + target((tau_ + at * d.dtau) * (kappa_ + at * d.dkappa));
-    if (!solve_direction(ne, eta_, rxs2_, rwv2_, rtk2, trial_)) return;
+    if (!solve_direction(kkt, eta_, rxs2_, rwv2_, rtk2, trial_)) return;
     const double a2 = std::min(1.0, max_step(trial_));
     if (a2 < 1.01 * alpha) return;
     std::swap(d, trial_);
@@ -368,7 +371,7 @@ void HomogeneousSolver::gondzio(NormalEquations& ne, Direction& d, double& alpha
   }
 }
 
-bool HomogeneousSolver::iterate(NormalEquations& ne, double& alpha) {
+bool HomogeneousSolver::iterate(KktSolver& kkt, double& alpha) {
   // Predictor.
   platform::assign_prefaulted(rxs_, n_, 0.0);
   platform::assign_prefaulted(rwv_, n_, 0.0);
@@ -377,7 +380,8 @@ bool HomogeneousSolver::iterate(NormalEquations& ne, double& alpha) {
     rxs_[j] = -x_[j] * s_[j];
     if (sf_.kind[j] == ColKind::kBoxed) rwv_[j] = -w_[j] * v_[j];
   }
-  if (!solve_direction(ne, 1.0, rxs_, rwv_, -tau_ * kappa_, pred_)) return false;
+  rg_second_ = 0.0;
+  if (!solve_direction(kkt, 1.0, rxs_, rwv_, -tau_ * kappa_, pred_)) return false;
   const double aa = std::min(1.0, max_step(pred_));
   double mu_aff = (tau_ + aa * pred_.dtau) * (kappa_ + aa * pred_.dkappa);
   for (size_t j = 0; j < n_; ++j) {
@@ -397,18 +401,34 @@ bool HomogeneousSolver::iterate(NormalEquations& ne, double& alpha) {
     if (sf_.kind[j] == ColKind::kBoxed) rwv_[j] = -w_[j] * v_[j] + smu - pred_.dw[j] * pred_.dv[j];
   }
   rtk_ = -tau_ * kappa_ + smu - pred_.dtau * pred_.dkappa;
+  rg_second_ = gap_second_order(pred_);
   eta_ = 1.0 - sigma;
-  if (!solve_direction(ne, eta_, rxs_, rwv_, rtk_, corr_)) return false;
+  if (!solve_direction(kkt, eta_, rxs_, rwv_, rtk_, corr_)) return false;
   alpha = std::min(1.0, max_step(corr_));
-  gondzio(ne, corr_, alpha, smu);
+  gondzio(kkt, corr_, alpha, smu);
   const double amax = max_step(corr_);
   alpha = std::min(1.0, kStepFactor * amax);
   take_step(corr_, alpha);
   return true;
 }
 
-void HomogeneousSolver::set_corrector_budget(const NormalEquations& ne) {
-  const double tf = ne.factor_flops(), df = std::max(1.0, ne.solve_flops());
+// The gap equation is not linear in (x, tau): along a direction its x'Qx/tau term departs
+// from the linear model by (tau dx - x dtau)'Q(tau dx - x dtau) / (tau^2 (tau + dtau)). The
+// corrector compensates the predictor's departure, as it does for the products x s.
+double HomogeneousSolver::gap_second_order(const Direction& d) {
+  if (!sf_.has_q()) return 0.0;
+  platform::assign_prefaulted(qwork_, n_, 0.0);
+  platform::assign_prefaulted(work_n_, n_, 0.0);
+  const double r = d.dtau / tau_;
+  for (size_t j = 0; j < n_; ++j) work_n_[j] = d.dx[j] - x_[j] * r;
+  sf_.multiply_q(work_n_.data(), qwork_.data());
+  double e = 0.0;
+  for (size_t j = 0; j < n_; ++j) e += work_n_[j] * qwork_[j];
+  return e / std::max(tau_ + d.dtau, tau_);
+}
+
+void HomogeneousSolver::set_corrector_budget(const KktSolver& kkt) {
+  const double tf = kkt.factor_flops(), df = std::max(1.0, kkt.solve_flops());
   const double ratio = tf / df;
   int32_t k = ratio > 100 ? 4 : ratio > 50 ? 3 : ratio > 30 ? 2 : ratio > 10 ? 1 : 0;
   if (opt_.max_num_cor >= 0) k = std::min(k, opt_.max_num_cor);
@@ -424,8 +444,9 @@ void HomogeneousSolver::log_line(int32_t iter) {
   l.dfeas = in.dfeasf;
   l.gfeas = std::fabs(rg_);
   l.prstatus = (tau_ - kappa_) / (tau_ + kappa_);
-  l.pobj = in.cx / tau_ + obj_const_;
-  l.dobj = in.by / tau_ + obj_const_;
+  const double half = 0.5 * xqx_ / tau_;
+  l.pobj = (in.cx + half) / tau_ + obj_const_;
+  l.dobj = (in.by - half) / tau_ + obj_const_;
   l.mu = mu_;
   l.time = linalg::wall_seconds() - start_time_;
   log_iteration(sink_, l);
@@ -484,13 +505,25 @@ double HomogeneousSolver::residual_norm() const {
   return r;
 }
 
+// Residuals that no step needs to reduce: the rounding error of the residuals themselves
+// (their terms are about the size of the iterate times the largest matrix entry), and
+// anything below a hundredth of the termination test's feasibility tolerances.
+double HomogeneousSolver::rounding_floor() const {
+  double size = tau_;
+  for (const std::vector<double>* v : {&x_, &s_, &v_, &y_})
+    for (double e : *v) size = std::max(size, std::fabs(e));
+  return std::max(1e-12 * (1.0 + size * std::max({1.0, amax_, qmax_})),
+                  0.01 * std::min(opt_.tol_pfeas, opt_.tol_dfeas) * tau_ *
+                      (1.0 + std::max({norm_b_, norm_c_, norm_u_})));
+}
+
 // Makes the next directions more accurate: dense columns go back into the factor first, then
 // the regularization and refinement grow. False when nothing is left to try.
-bool HomogeneousSolver::escalate(NormalEquations& ne) {
-  if (ne.num_dense() > 0) {
+bool HomogeneousSolver::escalate(KktSolver& kkt) {
+  if (kkt.num_dense() > 0) {
     linalg::log_printf(sink_, 1, "Dense columns are moved back into the factor.\n");
-    if (ne.drop_dense_handling() != linalg::Status::kOk) return false;
-    set_corrector_budget(ne);
+    if (kkt.drop_dense_handling() != linalg::Status::kOk) return false;
+    set_corrector_budget(kkt);
     return true;
   }
   if (regu_level_ >= 4) return false;
@@ -503,12 +536,12 @@ bool HomogeneousSolver::escalate(NormalEquations& ne) {
   return true;
 }
 
-void HomogeneousSolver::run(NormalEquations& ne, HsdOutcome& out) {
+void HomogeneousSolver::run(KktSolver& kkt, HsdOutcome& out) {
   initial_point();
   compute_residuals();
   mu0_ = mu_;
   max_refine_ = opt_.max_num_refinement_steps;
-  set_corrector_budget(ne);
+  set_corrector_budget(kkt);
   log_iteration_header(sink_);
   log_line(0);
   Termination trm = Termination::kNormal;
@@ -527,21 +560,21 @@ void HomogeneousSolver::run(NormalEquations& ne, HsdOutcome& out) {
     const double res0 = residual_norm();
     save_to(prev_);
     while (true) {
-      ok = factorize(ne) && tau_direction(ne) && iterate(ne, alpha);
+      ok = factorize(kkt) && tau_direction(kkt) && iterate(kkt, alpha);
       if (ok) {
         compute_residuals();
         // Near an infeasibility certificate the residuals may grow while the ray still
         // improves: without dense columns the check is made only on a run heading for
         // optimality (tau well above kappa).
         const double expected = std::max(1.0 - alpha * eta_, 0.0) * res0;
-        const bool checked = ne.num_dense() > 0 || tau_ > 3.0 * kappa_;
-        if (!checked || residual_norm() <= 100.0 * expected + 1e-6 * res0 + 1e-12) break;
+        const bool checked = kkt.num_dense() > 0 || tau_ > 3.0 * kappa_;
+        if (!checked || residual_norm() <= 100.0 * expected + 1e-6 * res0 + rounding_floor()) break;
         linalg::log_printf(sink_, 2, "Inaccurate step: residual %e, expected %e.\n",
                            residual_norm(), expected);
         load_from(prev_);
         ok = false;
       }
-      if (!escalate(ne)) break;
+      if (!escalate(kkt)) break;
     }
     if (!ok) {
       linalg::log_printf(sink_, 1, "Terminate due to numerical problems.\n");

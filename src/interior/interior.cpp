@@ -1,9 +1,12 @@
-// Entry point of the linear interior-point optimizer: internal form, scaling, normal
-// equations, the homogeneous iteration, and the way back to the caller's form.
+// Entry point of the interior-point optimizer for linear and convex quadratic problems:
+// internal form, scaling, the reduced system (normal equations, or the augmented system for
+// a Q with off-diagonal entries), the homogeneous iteration, and the way back to the caller's
+// form.
 #include <algorithm>
 #include <cmath>
 #include <new>
 
+#include "interior/augmented_system.h"
 #include "interior/homogeneous.h"
 #include "interior/ip_log.h"
 #include "interior/lp_problem.h"
@@ -15,13 +18,13 @@
 namespace qubor::interior {
 namespace {
 
-void log_factor_summary(const linalg::LogSink* sink, const NormalEquations& ne) {
+void log_factor_summary(const linalg::LogSink* sink, const KktSolver& ne) {
   const linalg::CholeskyStatistics& st = ne.cholesky().statistics();
   const linalg::OrderChoice& oc = ne.cholesky().ordering();
   log_pair(sink, "Factor", "setup time", ne.setup_time(), "dense det. time",
            ne.dense_detect_time());
   log_pair(sink, "Factor", "ML order time", oc.ml_time, "GP order time", oc.gp_time);
-  log_pair_count(sink, "Factor", "nonzeros before factor", static_cast<double>(ne.nnz_m()),
+  log_pair_count(sink, "Factor", "nonzeros before factor", static_cast<double>(ne.nnz_matrix()),
                  "after factor", static_cast<double>(ne.cholesky().nnz_l()));
   log_pair_count(sink, "Factor", "dense dim.", ne.num_dense(), "flops", ne.factor_flops());
   if (st.gp_taken)
@@ -51,6 +54,28 @@ void remove_rows(StandardForm& sf, const std::vector<int32_t>& rows) {
     if (drop[static_cast<size_t>(sf.row_idx[k])]) sf.values[k] = 0.0;
 }
 
+// Normal equations with dense columns apart, and the equality rows that depend on others
+// taken out of the internal form and of M.
+linalg::Status setup_normal_equations(StandardForm& sf, const IpOptions& opt, const linalg::LogSink* chol_sink,
+                                      NormalEquations& ne) {
+  NormalEquationsSetup nes;
+  nes.off_col_trh = opt.off_col_trh;
+  nes.dense_col_limit = opt.dense_col_limit;
+  nes.order_method = opt.order_method;
+  nes.num_threads = opt.num_threads;
+  nes.sink = chol_sink;
+  const linalg::Status st = ne.setup(sf, nes);
+  if (st != linalg::Status::kOk) return st;
+  std::vector<int32_t> dependent;
+  if (ne.find_dependent_rows(dependent) == linalg::Status::kOk && !dependent.empty()) {
+    remove_rows(sf, dependent);
+    ne.remove_rows(dependent);
+    linalg::log_printf(&opt.log, 2, "Removed %d linearly dependent equality rows.\n",
+                       static_cast<int>(dependent.size()));
+  }
+  return st;
+}
+
 void run(const LpProblem& p, const IpOptions& opt, IpResult& r, double t0) {
   const linalg::LogSink* sink = &opt.log;
   StandardForm sf;
@@ -62,16 +87,28 @@ void run(const LpProblem& p, const IpOptions& opt, IpResult& r, double t0) {
   }
   std::vector<double> rs, cs;
   scale_problem(sf, opt.scaling, rs, cs);
-  NormalEquations ne;
-  NormalEquationsSetup nes;
-  nes.off_col_trh = opt.off_col_trh;
-  nes.dense_col_limit = opt.dense_col_limit;
-  nes.order_method = opt.order_method;
-  nes.num_threads = opt.num_threads;
+  bool augmented = sf.has_q() && (opt.kkt_form == 1 || sf.q_offdiagonal());
   linalg::LogSink chol_sink = opt.log;
   chol_sink.level = opt.factor_log_level;
-  nes.sink = &chol_sink;
-  const linalg::Status st = ne.setup(sf, nes);
+  AugmentedSystem aug;
+  NormalEquations ne;
+  KktSolver* kkt = &ne;
+  linalg::Status st = linalg::Status::kOk;
+  if (!augmented) {
+    st = setup_normal_equations(sf, opt, &chol_sink, ne);
+    // A quadratic objective has the augmented system, which keeps long columns in its factor,
+    // instead of a low-rank update of the normal equations.
+    augmented = st == linalg::Status::kOk && sf.has_q() && ne.num_dense() > 0;
+  }
+  if (augmented) {
+    AugmentedSetup as;
+    as.order_method = opt.order_method;
+    as.num_threads = opt.num_threads;
+    as.sink = &chol_sink;
+    st = aug.setup(sf, as);
+    kkt = &aug;
+    linalg::log_printf(sink, 2, "The augmented system carries the quadratic term.\n");
+  }
   if (st != linalg::Status::kOk) {
     linalg::log_printf(sink, 1, "Error while computing factorization. resp: %d\n",
                        static_cast<int>(st));
@@ -79,22 +116,15 @@ void run(const LpProblem& p, const IpOptions& opt, IpResult& r, double t0) {
                                                       : Termination::kFactorError;
     return;
   }
-  std::vector<int32_t> dependent;
-  if (ne.find_dependent_rows(dependent) == linalg::Status::kOk && !dependent.empty()) {
-    remove_rows(sf, dependent);
-    ne.remove_rows(dependent);
-    linalg::log_printf(sink, 2, "Removed %d linearly dependent equality rows.\n",
-                       static_cast<int>(dependent.size()));
-  }
-  log_factor_summary(sink, ne);
-  r.dense_dim = ne.num_dense();
-  r.factor_nnz = ne.cholesky().nnz_l();
-  r.factor_flops = ne.factor_flops();
-  r.order_time = ne.cholesky().ordering().ml_time + ne.cholesky().ordering().gp_time;
+  log_factor_summary(sink, *kkt);
+  r.dense_dim = kkt->num_dense();
+  r.factor_nnz = kkt->cholesky().nnz_l();
+  r.factor_flops = kkt->factor_flops();
+  r.order_time = kkt->cholesky().ordering().ml_time + kkt->cholesky().ordering().gp_time;
 
   HomogeneousSolver solver(sf, rs, cs, opt, t0);
   HsdOutcome o;
-  solver.run(ne, o);
+  solver.run(*kkt, o);
   r.problem_status = static_cast<ProblemStatus>(o.problem_status);
   r.solution_status = static_cast<SolutionStatus>(o.solution_status);
   r.termination = o.termination;

@@ -1,17 +1,19 @@
 // The linear problem handed to the interior-point optimizer, its options and its result.
 //
 // LpProblem is the computational form:
-//   minimize    c'x + cfix
+//   minimize    c'x + 1/2 x'Qx + cfix
 //   subject to  row_lo <= A x <= row_up,  col_lo <= x <= col_up
 // with A in CSC form (64-bit column pointers, 32-bit row indices, no duplicates), infinite
-// bounds as -inf/+inf and a fixed item as lo == up. The optimizer never modifies it.
+// bounds as -inf/+inf and a fixed item as lo == up. Q (positive semidefinite) is given by its
+// lower triangle in CSC form (q_row_idx[k] >= column, no duplicates); an empty q_col_ptr
+// means a linear problem. The optimizer never modifies it.
 //
 // IpResult holds the solution in the same form: x, xc = A x, the row duals y with
-// y = slc - suc, and the bound duals with c - A'y = slx - sux. For an optimal result the
+// y = slc - suc, and the bound duals with c + Q x - A'y = slx - sux. For an optimal result the
 // values are those of the solution; for a primal infeasibility certificate the primal values
 // are 0 and the duals form the ray (A'y + slx - sux = 0, dual objective > 0); for a dual
 // infeasibility certificate the duals are 0 and x is the ray (A x = xc within the bounds'
-// recession cone, c'x < 0).
+// recession cone, Q x = 0, c'x < 0).
 #pragma once
 
 #include <cstdint>
@@ -33,6 +35,10 @@ struct LpProblem {
   double cfix = 0.0;
   std::vector<double> col_lo, col_up;
   std::vector<double> row_lo, row_up;
+  std::vector<int64_t> q_col_ptr;  // num_col + 1, or empty
+  std::vector<int32_t> q_row_idx;
+  std::vector<double> q_values;
+  bool quadratic() const { return !q_col_ptr.empty() && q_col_ptr.back() > 0; }
 };
 
 // Internal problem status of the run.
@@ -98,6 +104,9 @@ struct IpOptions {
   int32_t order_method = 0;             // linalg::OrderMethod value
   int32_t off_col_trh = 40;             // dense-column detection; 0 switches it off
   int32_t dense_col_limit = -1;         // upper bound of the number of dense columns, -1 free
+  // Reduced system of a problem with a non-diagonal Q: 0 chooses, 1 forces the augmented
+  // system even for a diagonal Q (the normal equations are used for a diagonal Q otherwise).
+  int32_t kkt_form = 0;
   bool regularization = true;
   bool diff_step = true;
   int32_t num_threads = 1;

@@ -52,17 +52,6 @@ std::vector<int32_t> detect_dense(const StandardForm& sf, const NormalEquationsS
   return dense;
 }
 
-linalg::OrderMethod order_method(int32_t v) {
-  switch (v) {
-    case 1: return linalg::OrderMethod::kAppMinLoc;
-    case 2: return linalg::OrderMethod::kExperimental;
-    case 3: return linalg::OrderMethod::kTryGraphPar;
-    case 4: return linalg::OrderMethod::kForceGraphPar;
-    case 5: return linalg::OrderMethod::kNone;
-    default: return linalg::OrderMethod::kFree;
-  }
-}
-
 // In-place Cholesky of a small dense SPD matrix (lower, column-major); tiny pivots become
 // large so that the direction component vanishes, as in the sparse factor.
 void dense_cholesky(std::vector<double>& a, int32_t k) {
@@ -98,6 +87,17 @@ void dense_solve(const std::vector<double>& l, int32_t k, double* x) {
 }
 
 }  // namespace
+
+linalg::OrderMethod order_method_from_option(int32_t v) {
+  switch (v) {
+    case 1: return linalg::OrderMethod::kAppMinLoc;
+    case 2: return linalg::OrderMethod::kExperimental;
+    case 3: return linalg::OrderMethod::kTryGraphPar;
+    case 4: return linalg::OrderMethod::kForceGraphPar;
+    case 5: return linalg::OrderMethod::kNone;
+    default: return linalg::OrderMethod::kFree;
+  }
+}
 
 Status NormalEquations::setup(const StandardForm& sf, const NormalEquationsSetup& opt) {
   const double t0 = now();
@@ -151,7 +151,7 @@ Status NormalEquations::setup(const StandardForm& sf, const NormalEquationsSetup
   }
   platform::assign_prefaulted(mval_, rowind_.size(), 0.0);
   linalg::SparseCholeskyOptions co;
-  co.order_method = order_method(opt.order_method);
+  co.order_method = order_method_from_option(opt.order_method);
   co.num_threads = threads_;
   co.pivot_tolerance = kPivotTolerance;
   co.replacement = linalg::PivotReplacement::kHuge;
@@ -160,6 +160,11 @@ Status NormalEquations::setup(const StandardForm& sf, const NormalEquationsSetup
   platform::assign_prefaulted(work_, m, 0.0);
   platform::assign_prefaulted(work2_, m, 0.0);
   platform::assign_prefaulted(removed_, m, 0);
+  platform::assign_prefaulted(theta_, n, 0.0);
+  platform::assign_prefaulted(q_diag_, n, 0.0);
+  for (size_t j = 0; j + 1 < sf.q_ptr.size(); ++j)
+    for (int64_t k = sf.q_ptr[j]; k < sf.q_ptr[j + 1]; ++k)
+      if (static_cast<size_t>(sf.q_idx[static_cast<size_t>(k)]) == j) q_diag_[j] += sf.q_val[static_cast<size_t>(k)];
   setup_time_ = now() - t0;
   return st;
 }
@@ -280,6 +285,35 @@ Status NormalEquations::factor(const std::vector<double>& d, double delta) {
   Status st = chol_->factor(mval_.data());
   if (st != Status::kOk) return st;
   return form_dense();
+}
+
+Status NormalEquations::factorize(const std::vector<double>& d, const std::vector<double>& reg,
+                                  double delta) {
+  for (size_t j = 0; j < theta_.size(); ++j) theta_[j] = 1.0 / (d[j] + reg[j] + q_diag_[j]);
+  return factor(theta_, delta);
+}
+
+Status NormalEquations::solve_kkt(const std::vector<double>& rx, const std::vector<double>& ry,
+                                  std::vector<double>& dx, std::vector<double>& dy, int32_t max_refine,
+                                  RefineStats* stats) {
+  const StandardForm& sf = *sf_;
+  const size_t n = static_cast<size_t>(sf.n);
+  for (size_t i = 0; i < static_cast<size_t>(m_); ++i) dy[i] = ry[i];
+  for (size_t j = 0; j < n; ++j) {
+    const double f = theta_[j] * rx[j];
+    if (f == 0.0) continue;
+    for (int64_t k = sf.col_ptr[j]; k < sf.col_ptr[j + 1]; ++k)
+      dy[static_cast<size_t>(sf.row_idx[static_cast<size_t>(k)])] += sf.values[static_cast<size_t>(k)] * f;
+  }
+  const Status st = solve(dy, max_refine, stats);
+  if (st != Status::kOk) return st;
+  for (size_t j = 0; j < n; ++j) {
+    double t = 0.0;
+    for (int64_t k = sf.col_ptr[j]; k < sf.col_ptr[j + 1]; ++k)
+      t += sf.values[static_cast<size_t>(k)] * dy[static_cast<size_t>(sf.row_idx[static_cast<size_t>(k)])];
+    dx[j] = theta_[j] * (t - rx[j]);
+  }
+  return Status::kOk;
 }
 
 Status NormalEquations::solve_once(double* r) {

@@ -1,5 +1,7 @@
 // Normal equations M = A D A' (+ diagonal regularization) of the homogeneous method, with
-// dense columns kept out of the sparse factor.
+// dense columns kept out of the sparse factor. As a KktSolver (kkt_solver.h) D is
+// (Q + diag(d))^{-1}, so Q must be diagonal:
+//   (A D A' + delta I) dy = ry + A D rx,  dx = D (A'dy - rx).
 //
 // The sparse part M_s = A_S D_S A_S' + delta I is ordered and analysed once, then formed and
 // factored by the sparse Cholesky module at every iteration. The k dense columns A_K enter
@@ -14,6 +16,7 @@
 #include <memory>
 #include <vector>
 
+#include "interior/kkt_solver.h"
 #include "interior/standard_form.h"
 #include "linalg/cholesky/sparse_cholesky.h"
 #include "linalg/common/log_sink.h"
@@ -28,19 +31,14 @@ struct NormalEquationsSetup {
   const linalg::LogSink* sink = nullptr;
 };
 
-struct RefineStats {
-  int32_t steps = 0;
-  double residual = 0.0;  // relative residual after the last step
-};
-
-class NormalEquations {
+class NormalEquations final : public KktSolver {
  public:
   // Detects dense columns, builds the pattern and analyses it. Returns the module status.
   linalg::Status setup(const StandardForm& sf, const NormalEquationsSetup& opt);
 
   // Puts the dense columns back into the sparse factor (a new analysis); used when the
   // Woodbury update has become unstable. Removed rows stay removed.
-  linalg::Status drop_dense_handling();
+  linalg::Status drop_dense_handling() override;
 
   // Equality rows that depend linearly on the others: M = A A' (dense columns absent) is
   // factored once with a strict pivot tolerance and the rows with rejected pivots returned.
@@ -59,15 +57,22 @@ class NormalEquations {
   // y += A D A' x (the operator without regularization).
   void multiply(const std::vector<double>& x, std::vector<double>& y) const;
 
-  int32_t num_dense() const { return static_cast<int32_t>(dense_.size()); }
-  double dense_detect_time() const { return dense_time_; }
-  double setup_time() const { return setup_time_; }
-  int64_t nnz_m() const { return static_cast<int64_t>(rowind_.size()); }
-  int32_t num_perturbed() const { return static_cast<int32_t>(chol_->perturbed().size()); }
-  const linalg::SparseCholesky& cholesky() const { return *chol_; }
+  // The KktSolver view: the scaling D = (diag(Q) + diag(d + reg))^{-1}.
+  linalg::Status factorize(const std::vector<double>& d, const std::vector<double>& reg,
+                           double delta) override;
+  linalg::Status solve_kkt(const std::vector<double>& rx, const std::vector<double>& ry,
+                           std::vector<double>& dx, std::vector<double>& dy, int32_t max_refine,
+                           RefineStats* stats) override;
+
+  int32_t num_dense() const override { return static_cast<int32_t>(dense_.size()); }
+  double dense_detect_time() const override { return dense_time_; }
+  double setup_time() const override { return setup_time_; }
+  int64_t nnz_matrix() const override { return static_cast<int64_t>(rowind_.size()); }
+  int32_t num_perturbed() const override { return static_cast<int32_t>(chol_->perturbed().size()); }
+  const linalg::SparseCholesky& cholesky() const override { return *chol_; }
   // Flops of one factorization and of one solve (both triangular sweeps, dense part included).
-  double factor_flops() const;
-  double solve_flops() const;
+  double factor_flops() const override;
+  double solve_flops() const override;
 
  private:
   void form_sparse(double delta);
@@ -90,6 +95,7 @@ class NormalEquations {
   std::vector<int32_t> rowind_;
   std::vector<double> mval_;
   std::vector<double> d_;
+  std::vector<double> theta_, q_diag_;  // the KktSolver view's scaling and diag(Q)
   double delta_ = 0.0;
   std::unique_ptr<linalg::SparseCholesky> chol_ = std::make_unique<linalg::SparseCholesky>();
   // Dense part: W (m x k, column-major) and the Cholesky factor of S (k x k).

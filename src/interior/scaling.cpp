@@ -82,6 +82,9 @@ void scale_problem(StandardForm& sf, int32_t mode, std::vector<double>& row_scal
     if (std::isfinite(sf.u[j])) sf.u[j] /= col_scale[j];
   }
   for (size_t i = 0; i < m; ++i) sf.b[i] *= row_scale[i];
+  for (size_t j = 0; j + 1 < sf.q_ptr.size(); ++j)
+    for (int64_t k = sf.q_ptr[j]; k < sf.q_ptr[j + 1]; ++k)
+      sf.q_val[static_cast<size_t>(k)] *= col_scale[j] * col_scale[static_cast<size_t>(sf.q_idx[static_cast<size_t>(k)])];
 }
 
 }  // namespace qubor::interior

@@ -43,7 +43,84 @@ bool check_data(const LpProblem& p, std::string* why) {
     if (p.row_idx[k] < 0 || p.row_idx[k] >= p.num_row) return fail("row index out of range");
     if (!std::isfinite(p.values[k])) return fail("matrix entry not finite");
   }
+  if (p.q_col_ptr.empty()) return true;
+  if (p.q_col_ptr.size() != n + 1 || p.q_col_ptr[0] != 0 ||
+      p.q_row_idx.size() != static_cast<size_t>(p.q_col_ptr[n]) || p.q_values.size() != p.q_row_idx.size())
+    return fail("quadratic term pointers do not match its entries");
+  for (size_t j = 0; j < n; ++j) {
+    if (p.q_col_ptr[j + 1] < p.q_col_ptr[j]) return fail("quadratic term pointers decrease");
+    for (int64_t k = p.q_col_ptr[j]; k < p.q_col_ptr[j + 1]; ++k) {
+      const int32_t i = p.q_row_idx[static_cast<size_t>(k)];
+      if (i < static_cast<int32_t>(j) || i >= p.num_col) return fail("quadratic term index out of the lower triangle");
+      if (!std::isfinite(p.q_values[static_cast<size_t>(k)])) return fail("quadratic term entry not finite");
+    }
+  }
   return true;
+}
+
+// y = Q x for the problem's Q given by its lower triangle.
+void lower_multiply(const LpProblem& p, const double* x, std::vector<double>& y) {
+  y.assign(static_cast<size_t>(p.num_col), 0.0);
+  if (p.q_col_ptr.empty()) return;
+  for (size_t j = 0; j < static_cast<size_t>(p.num_col); ++j)
+    for (int64_t k = p.q_col_ptr[j]; k < p.q_col_ptr[j + 1]; ++k) {
+      const size_t i = static_cast<size_t>(p.q_row_idx[static_cast<size_t>(k)]);
+      const double v = p.q_values[static_cast<size_t>(k)];
+      y[i] += v * x[j];
+      if (i != j) y[j] += v * x[i];
+    }
+}
+
+double dot(const std::vector<double>& a, const double* b) {
+  double t = 0.0;
+  for (size_t k = 0; k < a.size(); ++k) t += a[k] * b[k];
+  return t;
+}
+
+// The quadratic objective in the internal numbering (see standard_form.h).
+void add_quadratic(const LpProblem& p, StandardForm& sf) {
+  if (!p.quadratic()) return;
+  const size_t n = static_cast<size_t>(p.num_col);
+  std::vector<double> shift(n, 0.0);
+  std::vector<int32_t> internal(n, -1);
+  for (size_t j = 0; j < n; ++j)
+    if (p.col_lo[j] == p.col_up[j]) shift[j] = p.col_lo[j];
+  for (int32_t k = 0; k < sf.num_struct; ++k) {
+    const size_t j = static_cast<size_t>(sf.source[static_cast<size_t>(k)]);
+    shift[j] = sf.shift[static_cast<size_t>(k)];
+    internal[j] = k;
+  }
+  std::vector<double> qs;
+  lower_multiply(p, shift.data(), qs);
+  sf.obj_const += 0.5 * dot(qs, shift.data());
+  for (int32_t k = 0; k < sf.num_struct; ++k)
+    sf.c[static_cast<size_t>(k)] += sf.sign[static_cast<size_t>(k)] * qs[static_cast<size_t>(sf.source[static_cast<size_t>(k)])];
+  // Both triangles, by counting.
+  sf.q_ptr.assign(static_cast<size_t>(sf.n) + 1, 0);
+  auto each = [&](auto&& f) {
+    for (size_t j = 0; j < n; ++j) {
+      if (internal[j] < 0) continue;
+      for (int64_t k = p.q_col_ptr[j]; k < p.q_col_ptr[j + 1]; ++k) {
+        const size_t i = static_cast<size_t>(p.q_row_idx[static_cast<size_t>(k)]);
+        const double v = p.q_values[static_cast<size_t>(k)];
+        if (internal[i] < 0 || v == 0.0) continue;
+        const int32_t ki = internal[i], kj = internal[j];
+        const double sv = v * sf.sign[static_cast<size_t>(ki)] * sf.sign[static_cast<size_t>(kj)];
+        f(ki, kj, sv);
+        if (ki != kj) f(kj, ki, sv);
+      }
+    }
+  };
+  each([&](int32_t, int32_t col, double) { ++sf.q_ptr[static_cast<size_t>(col) + 1]; });
+  for (size_t k = 0; k < static_cast<size_t>(sf.n); ++k) sf.q_ptr[k + 1] += sf.q_ptr[k];
+  sf.q_idx.assign(static_cast<size_t>(sf.q_ptr.back()), 0);
+  sf.q_val.assign(sf.q_idx.size(), 0.0);
+  std::vector<int64_t> pos(sf.q_ptr.begin(), sf.q_ptr.end() - 1);
+  each([&](int32_t row, int32_t col, double v) {
+    const size_t at = static_cast<size_t>(pos[static_cast<size_t>(col)]++);
+    sf.q_idx[at] = row;
+    sf.q_val[at] = v;
+  });
 }
 
 // Appends one internal column with entries (rows, vals) of a variable with bounds [lo, up].
@@ -135,7 +212,26 @@ bool build_standard_form(const LpProblem& p, StandardForm& sf, std::string* why)
     if (lo == up) continue;
     add_column(sf, -i - 1, &i, &minus_one, 1, 0.0, lo, up);
   }
+  add_quadratic(p, sf);
   return true;
+}
+
+bool StandardForm::q_offdiagonal() const {
+  for (size_t j = 0; j + 1 < q_ptr.size(); ++j)
+    for (int64_t k = q_ptr[j]; k < q_ptr[j + 1]; ++k)
+      if (q_idx[static_cast<size_t>(k)] != static_cast<int32_t>(j)) return true;
+  return false;
+}
+
+void StandardForm::multiply_q(const double* z, double* out) const {
+  for (size_t j = 0; j < static_cast<size_t>(n); ++j) out[j] = 0.0;
+  if (q_ptr.empty()) return;
+  for (size_t j = 0; j < static_cast<size_t>(n); ++j) {
+    double t = 0.0;
+    for (int64_t k = q_ptr[j]; k < q_ptr[j + 1]; ++k)
+      t += q_val[static_cast<size_t>(k)] * z[q_idx[static_cast<size_t>(k)]];
+    out[j] = t;
+  }
 }
 
 namespace {
@@ -145,9 +241,10 @@ void split(double d, double& lo_part, double& up_part) {
   up_part = d < 0.0 ? -d : 0.0;
 }
 
-// Reduced cost c_j - a_j'y of a problem column (the objective omitted for a dual ray).
-double reduced_cost(const LpProblem& p, size_t j, const std::vector<double>& y, bool with_c) {
-  double d = with_c ? p.c[j] : 0.0;
+// Reduced cost c_j + (Qx)_j - a_j'y of a problem column (the objective omitted for a dual ray).
+double reduced_cost(const LpProblem& p, size_t j, const std::vector<double>& y, const std::vector<double>& qx,
+                    bool with_c) {
+  double d = with_c ? p.c[j] + qx[j] : 0.0;
   for (int64_t k = p.col_ptr[j]; k < p.col_ptr[j + 1]; ++k)
     d -= p.values[static_cast<size_t>(k)] * y[static_cast<size_t>(p.row_idx[static_cast<size_t>(k)])];
   return d;
@@ -194,23 +291,33 @@ void recover(const LpProblem& p, const StandardForm& sf, const InternalPoint& pt
   }
   for (size_t i = 0; i < m; ++i)
     if (!row_done[i]) split(r.y[i], r.slc[i], r.suc[i]);
+  std::vector<double> qx;
+  lower_multiply(p, r.x.data(), qx);
   for (size_t j = 0; j < n; ++j) {
     for (int64_t k = p.col_ptr[j]; k < p.col_ptr[j + 1]; ++k)
       r.xc[static_cast<size_t>(p.row_idx[static_cast<size_t>(k)])] +=
           p.values[static_cast<size_t>(k)] * r.x[j];
     if (dual && p.col_lo[j] == p.col_up[j])
-      split(reduced_cost(p, j, r.y, kind == RecoverKind::kSolution), r.slx[j], r.sux[j]);
+      split(reduced_cost(p, j, r.y, qx, kind == RecoverKind::kSolution), r.slx[j], r.sux[j]);
   }
+}
+
+// 1/2 x'Qx of a solution; certificates carry none (Q x = 0 on a ray).
+double half_quadratic(const LpProblem& p, const IpResult& r, bool with_constant) {
+  if (!with_constant || !p.quadratic()) return 0.0;
+  std::vector<double> qx;
+  lower_multiply(p, r.x.data(), qx);
+  return 0.5 * dot(qx, r.x.data());
 }
 
 double primal_objective(const LpProblem& p, const IpResult& r, bool with_constant) {
   double obj = with_constant ? p.cfix : 0.0;
   for (size_t j = 0; j < p.c.size(); ++j) obj += p.c[j] * r.x[j];
-  return obj;
+  return obj + half_quadratic(p, r, with_constant);
 }
 
 double dual_objective(const LpProblem& p, const IpResult& r, bool with_constant) {
-  double obj = with_constant ? p.cfix : 0.0;
+  double obj = (with_constant ? p.cfix : 0.0) - half_quadratic(p, r, with_constant);
   auto term = [](double bound, double dual) {
     return std::isfinite(bound) && dual != 0.0 ? bound * dual : 0.0;
   };

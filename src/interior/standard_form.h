@@ -1,6 +1,6 @@
 // The internal form that the homogeneous method iterates on, and the way back.
 //
-//   minimize c'x  subject to  A x = b,  x_j >= 0 (kLower), 0 <= x_j <= u_j (kBoxed),
+//   minimize c'x + 1/2 x'Qx  subject to  A x = b,  x_j >= 0 (kLower), 0 <= x_j <= u_j (kBoxed),
 //                             x_j free (kFree)
 //
 // Built from an LpProblem by:
@@ -9,6 +9,9 @@
 //     so that equality rows stay as they are and no row is duplicated;
 //   - shifting a column with a finite lower bound to it (x = l + x'), flipping a column with
 //     only an upper bound (x = u - x'), keeping a column without bounds free.
+// A quadratic objective follows the shifts and flips: with x = shift + sign x', the linear
+// part gains sign (Q shift) and the constant c'shift + 1/2 shift'Q shift, and Q_ij becomes
+// sign_i sign_j Q_ij; fixed columns leave Q. Q is kept with both triangles (slacks have none).
 // recover() maps an internal primal-dual point (or ray) back to the LpProblem's form.
 #pragma once
 
@@ -39,6 +42,16 @@ struct StandardForm {
   std::vector<int32_t> row_of;      // internal row -> problem row
   std::vector<int32_t> internal_row;  // problem row -> internal row, -1 when dropped
   int32_t num_struct = 0;           // internal columns [0, num_struct) are structural
+
+  // Q over the internal columns, both triangles in CSC form; empty for a linear problem.
+  std::vector<int64_t> q_ptr;
+  std::vector<int32_t> q_idx;
+  std::vector<double> q_val;
+  bool has_q() const { return !q_ptr.empty() && q_ptr.back() > 0; }
+  // True when Q has entries off its diagonal.
+  bool q_offdiagonal() const;
+  // out = Q z (overwritten); a linear problem gives 0.
+  void multiply_q(const double* z, double* out) const;
 };
 
 // Builds the internal form. Returns false when the data is malformed (NaN, lo > up, an index

@@ -215,9 +215,14 @@ TEST_F(QuadraticTest, NonconvexTermsAreCaughtAndNamed) {
       << log.text;
   EXPECT_EQ(calls[0], 1);
   EXPECT_EQ(calls[1], 1);
-  // The diagonal test alone lets it through (and the conversion then refuses it).
+  // The diagonal test alone lets it through: the interior-point optimizer then reports no
+  // optimum, and the conversion for the conic optimizer refuses it.
   QBR_putintparam(task, QBR_IPAR_CHECK_CONVEXITY, QBR_CHECK_CONVEXITY_SIMPLE);
+  QBR_optimize(task);
+  EXPECT_NE(solsta(), QBR_SOL_STA_OPTIMAL);
+  QBR_putintparam(task, QBR_IPAR_OPTIMIZER, QBR_OPTIMIZER_CONIC);
   EXPECT_EQ(QBR_optimize(task), QBR_RES_ERR_TOCONIC_OBJECTIVE_NOT_PSD);
+  QBR_putintparam(task, QBR_IPAR_OPTIMIZER, QBR_OPTIMIZER_FREE);
   QBR_putintparam(task, QBR_IPAR_CHECK_CONVEXITY, QBR_CHECK_CONVEXITY_FULL);
   // A semidefinite but singular objective passes.
   qobj({0, 1, 1}, {0, 0, 1}, {1, 1, 1});
@@ -324,15 +329,20 @@ TEST_F(QuadraticTest, ToConicFailuresLeaveTheTaskUnchanged) {
 }
 
 // Small models of the Maros-Meszaros set against the collection's reference values (8
-// significant digits).
-TEST(MarosMeszaros, SmallModelsReachTheReferenceValues) {
+// significant digits), on both paths: the interior-point optimizer carries Q in its
+// homogeneous model, the conic optimizer solves the converted task. Dense and banded Q, free
+// variables (HS51), equality rows and bounds of every kind.
+TEST(MarosMeszaros, SmallModelsReachTheReferenceValuesOnBothPaths) {
   struct Model {
     const char* name;
     double ref;
   };
-  const Model models[] = {{"QPTEST", 4.3718750e+00}, {"HS35", 1.1111111e-01},  {"HS53", 4.0930233e+00},
-                          {"DUALC1", 6.1552508e+03}, {"LOTSCHD", 2.3984159e+03}, {"QAFIRO", -1.5907818e+00},
-                          {"DUAL1", 3.5012966e-02},  {"QPCBLEND", -7.8425409e-03}};
+  const Model models[] = {{"QPTEST", 4.3718750e+00},   {"HS35", 1.1111111e-01},     {"HS53", 4.0930233e+00},
+                          {"DUALC1", 6.1552508e+03},   {"LOTSCHD", 2.3984159e+03},  {"QAFIRO", -1.5907818e+00},
+                          {"DUAL1", 3.5012966e-02},    {"QPCBLEND", -7.8425409e-03}, {"HS51", 0.0},
+                          {"HS118", 6.6482045e+02},    {"HS52", 5.3266476e+00},     {"CVXQP2_S", 8.1209405e+03},
+                          {"DUALC2", 3.5513077e+03},   {"QSC205", -5.8139518e-03},  {"ZECEVIC2", -4.1250000e+00},
+                          {"GOULDQP2", 1.8427534e-04}};
   QBRenv_t env = nullptr;
   ASSERT_EQ(QBR_makeenv(&env, nullptr), QBR_RES_OK);
   for (const Model& m : models) {
@@ -341,13 +351,17 @@ TEST(MarosMeszaros, SmallModelsReachTheReferenceValues) {
     ASSERT_EQ(QBR_maketask(env, 0, 0, &task), QBR_RES_OK);
     const std::string path = std::string(QUBOR_TEST_DATA_DIR) + "/maros-meszaros/" + m.name + ".qps.gz";
     ASSERT_EQ(QBR_readdata(task, path.c_str()), QBR_RES_OK);
-    ASSERT_EQ(QBR_optimize(task), QBR_RES_OK);
-    QBRint32t solsta = -1;
-    QBR_getsolsta(task, QBR_SOL_ITR, &solsta);
-    EXPECT_EQ(solsta, QBR_SOL_STA_OPTIMAL);
-    double obj = 0;
-    QBR_getprimalobj(task, QBR_SOL_ITR, &obj);
-    EXPECT_LE(std::fabs(obj - m.ref), std::max(1e-5 * std::fabs(m.ref), 1e-6));
+    for (QBRint32t optimizer : {QBR_OPTIMIZER_FREE, QBR_OPTIMIZER_CONIC}) {
+      SCOPED_TRACE(optimizer);
+      QBR_putintparam(task, QBR_IPAR_OPTIMIZER, optimizer);
+      ASSERT_EQ(QBR_optimize(task), QBR_RES_OK);
+      QBRint32t solsta = -1;
+      QBR_getsolsta(task, QBR_SOL_ITR, &solsta);
+      EXPECT_EQ(solsta, QBR_SOL_STA_OPTIMAL);
+      double obj = 0;
+      QBR_getprimalobj(task, QBR_SOL_ITR, &obj);
+      EXPECT_LE(std::fabs(obj - m.ref), std::max(1e-5 * std::fabs(m.ref), 1e-6));
+    }
     QBR_deletetask(&task);
   }
   QBR_deleteenv(&env);

@@ -5,6 +5,7 @@
 
 #include <cmath>
 #include <limits>
+#include <tuple>
 #include <vector>
 
 #include "interior/lp_problem.h"
@@ -49,11 +50,42 @@ inline IpResult solve(const LpProblem& p, IpOptions opt = IpOptions()) {
   return r;
 }
 
-// Largest violation of primal feasibility, dual feasibility (c - A'y - slx + sux = 0,
+// Adds the quadratic objective 1/2 x'Qx from lower-triangle triplets (i >= j).
+inline void put_q(LpProblem& p, const std::vector<std::tuple<int32_t, int32_t, double>>& lower) {
+  const size_t n = static_cast<size_t>(p.num_col);
+  std::vector<std::vector<std::pair<int32_t, double>>> cols(n);
+  for (auto [i, j, v] : lower) cols[static_cast<size_t>(j)].push_back({i, v});
+  p.q_col_ptr.assign(1, 0);
+  p.q_row_idx.clear();
+  p.q_values.clear();
+  for (const auto& col : cols) {
+    for (auto [i, v] : col) {
+      p.q_row_idx.push_back(i);
+      p.q_values.push_back(v);
+    }
+    p.q_col_ptr.push_back(static_cast<int64_t>(p.q_row_idx.size()));
+  }
+}
+
+// Q x from the lower triangle (0 for a linear problem).
+inline std::vector<double> q_times(const LpProblem& p, const std::vector<double>& x) {
+  std::vector<double> qx(static_cast<size_t>(p.num_col), 0.0);
+  if (p.q_col_ptr.empty()) return qx;
+  for (size_t j = 0; j < qx.size(); ++j)
+    for (int64_t k = p.q_col_ptr[j]; k < p.q_col_ptr[j + 1]; ++k) {
+      const size_t i = static_cast<size_t>(p.q_row_idx[static_cast<size_t>(k)]);
+      qx[i] += p.q_values[static_cast<size_t>(k)] * x[j];
+      if (i != j) qx[j] += p.q_values[static_cast<size_t>(k)] * x[i];
+    }
+  return qx;
+}
+
+// Largest violation of primal feasibility, dual feasibility (c + Q x - A'y - slx + sux = 0,
 // y = slc - suc, signs, zero duals on infinite bounds) and of xc = A x.
 inline void expect_kkt(const LpProblem& p, const IpResult& r, double tol) {
   const size_t n = static_cast<size_t>(p.num_col), m = static_cast<size_t>(p.num_row);
   std::vector<double> ax(m, 0.0), aty(n, 0.0);
+  const std::vector<double> qx = q_times(p, r.x);
   for (size_t j = 0; j < n; ++j)
     for (int64_t k = p.col_ptr[j]; k < p.col_ptr[j + 1]; ++k) {
       const size_t i = static_cast<size_t>(p.row_idx[static_cast<size_t>(k)]);
@@ -63,7 +95,7 @@ inline void expect_kkt(const LpProblem& p, const IpResult& r, double tol) {
   for (size_t j = 0; j < n; ++j) {
     EXPECT_GE(r.x[j], p.col_lo[j] - tol) << "x" << j;
     EXPECT_LE(r.x[j], p.col_up[j] + tol) << "x" << j;
-    EXPECT_NEAR(p.c[j] - aty[j] - r.slx[j] + r.sux[j], 0.0, tol) << "reduced cost " << j;
+    EXPECT_NEAR(p.c[j] + qx[j] - aty[j] - r.slx[j] + r.sux[j], 0.0, tol) << "reduced cost " << j;
     EXPECT_GE(r.slx[j], -tol);
     EXPECT_GE(r.sux[j], -tol);
     if (!std::isfinite(p.col_lo[j])) {
