@@ -87,8 +87,16 @@ void PostsolveStack::undo_singleton_row(const Step& s, UndoState& st) const {
   // A reduced cost that presses on a bound the row supplied belongs to the row, unless the
   // column rests on its own bound. An interior-point solution is only close to the bound it
   // presses on, so a reduced cost above the tolerance decides, whatever the distance.
-  const bool at_lo = lo_from_row && z >= 0 && (near(x, la) || (z > tol_x && !(finite(lb) && near(x, lb))));
-  const bool at_up = up_from_row && z <= 0 && (near(x, ua) || (-z > tol_x && !(finite(ub) && near(x, ub))));
+  bool at_lo = lo_from_row && z >= 0 && (near(x, la) || (z > tol_x && !(finite(lb) && near(x, lb))));
+  bool at_up = up_from_row && z <= 0 && (near(x, ua) || (-z > tol_x && !(finite(ub) && near(x, ub))));
+  // A nonbasic x_j on a bound only the row supplied (its reduced cost of the wrong sign
+  // within the tolerance) is basic on the level before, with the row on that side.
+  const int32_t key_after = st.skx[j];
+  if (!at_lo && !at_up && (key_after == kKeyLower || key_after == kKeyUpper || key_after == kKeyFixed) &&
+      column_key(x, lb, ub) == kKeyBasic) {
+    at_lo = lo_from_row && near(x, la);
+    at_up = !at_lo && up_from_row && near(x, ua);
+  }
   if (at_lo || at_up) {
     st.y[i] = z / a;
     st.z[j] = 0.0;
