@@ -176,7 +176,7 @@ void PostsolveStack::undo_substitution(const Step& s, UndoState& st) const {
   const double xk = st.x[k], zk = st.z[k];
   // A basic x_k without reduced cost (degenerate on the inherited bound) stays basic; x_j
   // takes the row's place.
-  if (st.skx[k] == kKeyBasic && zk == 0.0) return;
+  if (st.skx[k] == kKeyBasic && std::fabs(zk) <= tol_x) return;
   const bool at_lo = lka > lkb && !near(lka, lkb) && zk >= 0 &&
                      (near(xk, lka) || (zk > tol_x && !(finite(lkb) && near(xk, lkb))));
   const bool at_up = uka < ukb && !near(uka, ukb) && zk <= 0 &&
