@@ -3,6 +3,7 @@
 
 #include <algorithm>
 #include <cmath>
+#include <cstdlib>
 #include <utility>
 
 #include "driver/lp_handover.h"
@@ -53,13 +54,17 @@ bool presolved_start(task::Task& t, const interior::LpProblem& lp, const simplex
   const presolve::LpSolution full = pr.postsolve(reduced_solution);
   start.skx.assign(full.skx.begin(), full.skx.end());
   start.skc.assign(full.skc.begin(), full.skc.end());
-  // A mapped basis with the wrong number of basic items is not used.
+  // A mapped basis with a few basic items too many or too few is still a good start: the
+  // simplex drops the extra ones or fills in logicals, and the factorization repairs
+  // dependence. One far off is not used.
   const auto basic = std::count(start.skx.begin(), start.skx.end(), QBR_SK_BAS) +
                      std::count(start.skc.begin(), start.skc.end(), QBR_SK_BAS);
   if (basic != lp.num_row) {
-    linalg::log_printf(&opt.log, 1, "The postsolved basis has %lld basic items for %d constraints; the optimizer "
-                       "starts from the slack basis.\n", static_cast<long long>(basic), lp.num_row);
-    return false;
+    const bool usable = std::abs(basic - lp.num_row) <= std::max(10, lp.num_row / 50);
+    linalg::log_printf(&opt.log, 1, "The postsolved basis has %lld basic items for %d constraints; %s.\n",
+                       static_cast<long long>(basic), lp.num_row,
+                       usable ? "the optimizer repairs it" : "the optimizer starts from the slack basis");
+    return usable;
   }
   return true;
 }

@@ -87,8 +87,16 @@ void PostsolveStack::undo_singleton_row(const Step& s, UndoState& st) const {
   // A reduced cost that presses on a bound the row supplied belongs to the row, unless the
   // column rests on its own bound. An interior-point solution is only close to the bound it
   // presses on, so a reduced cost above the tolerance decides, whatever the distance.
-  const bool at_lo = lo_from_row && z >= 0 && (near(x, la) || (z > tol_x && !(finite(lb) && near(x, lb))));
-  const bool at_up = up_from_row && z <= 0 && (near(x, ua) || (-z > tol_x && !(finite(ub) && near(x, ub))));
+  bool at_lo = lo_from_row && z >= 0 && (near(x, la) || (z > tol_x && !(finite(lb) && near(x, lb))));
+  bool at_up = up_from_row && z <= 0 && (near(x, ua) || (-z > tol_x && !(finite(ub) && near(x, ub))));
+  // A nonbasic x_j on a bound only the row supplied (its reduced cost of the wrong sign
+  // within the tolerance) is basic on the level before, with the row on that side.
+  const int32_t key_after = st.skx[j];
+  if (!at_lo && !at_up && (key_after == kKeyLower || key_after == kKeyUpper || key_after == kKeyFixed) &&
+      column_key(x, lb, ub) == kKeyBasic) {
+    at_lo = lo_from_row && near(x, la);
+    at_up = !at_lo && up_from_row && near(x, ua);
+  }
   if (at_lo || at_up) {
     st.y[i] = z / a;
     st.z[j] = 0.0;
@@ -166,6 +174,9 @@ void PostsolveStack::undo_substitution(const Step& s, UndoState& st) const {
   if (k < 0) return;
   const double aik = s.v[7], lkb = s.v[5], ukb = s.v[6], lka = s.v[8], uka = s.v[9];
   const double xk = st.x[k], zk = st.z[k];
+  // A basic x_k without reduced cost (degenerate on the inherited bound) stays basic; x_j
+  // takes the row's place.
+  if (st.skx[k] == kKeyBasic && std::fabs(zk) <= tol_x) return;
   const bool at_lo = lka > lkb && !near(lka, lkb) && zk >= 0 &&
                      (near(xk, lka) || (zk > tol_x && !(finite(lkb) && near(xk, lkb))));
   const bool at_up = uka < ukb && !near(uka, ukb) && zk <= 0 &&
@@ -224,6 +235,7 @@ void PostsolveStack::undo_duplicate_column(const Step& s, UndoState& st) const {
   const int32_t j = s.col, k = s.other;
   const double lambda = s.v[0], lj = s.v[1], uj = s.v[2], lk = s.v[3], uk = s.v[4];
   const double merged = st.x[j];
+  const bool merged_basic = st.skx[j] == kKeyBasic || st.skx[j] == kKeySuperBasic;
   double ref = lambda > 0 ? lk : uk;
   if (!finite(ref)) ref = lambda > 0 ? uk : lk;
   if (!finite(ref)) ref = 0.0;
@@ -238,10 +250,15 @@ void PostsolveStack::undo_duplicate_column(const Step& s, UndoState& st) const {
   st.z[k] = lambda * st.z[j];
   st.skx[j] = column_key(xj, lj, uj);
   st.skx[k] = column_key(xk, lk, uk);
-  if (st.skx[j] != kKeyBasic && st.skx[j] != kKeySuperBasic && st.skx[k] != kKeyBasic &&
-      st.skx[k] != kKeySuperBasic && st.z[j] == 0.0) {
-    st.skx[j] = kKeyBasic;  // a basic merged column stays basic in one of its parts
-  }
+  // The parts keep the merged column's count of basic items: a basic merged column is
+  // basic in exactly one part (x_j unless only x_k is off its bounds), a nonbasic one in
+  // none (a part off its bounds is then superbasic).
+  auto off_bounds = [](int32_t key) { return key == kKeyBasic || key == kKeySuperBasic; };
+  auto nonbasic = [&](int32_t key) { return off_bounds(key) ? static_cast<int32_t>(kKeySuperBasic) : key; };
+  const bool k_basic = merged_basic && off_bounds(st.skx[k]) && !off_bounds(st.skx[j]);
+  const bool j_basic = merged_basic && !k_basic;
+  st.skx[j] = j_basic ? static_cast<int32_t>(kKeyBasic) : nonbasic(st.skx[j]);
+  st.skx[k] = k_basic ? static_cast<int32_t>(kKeyBasic) : nonbasic(st.skx[k]);
 }
 
 // a'x over row i of the input, through the input by rows, built on first use.
@@ -289,15 +306,23 @@ void PostsolveStack::undo_slack_column(const Step& s, UndoState& st) const {
   if (lo > hi) t = finite(lo) && finite(hi) ? 0.5 * (lo + hi) : (finite(lo) ? lo : hi);
   else if (y > 0) t = lo;
   else if (y < 0) t = hi;
-  else t = std::clamp(a * (finite(l) ? l : (finite(u) ? u : 0.0)), lo, hi);
+  else if (finite(l) || finite(u)) t = std::clamp(a * (finite(l) ? l : u), lo, hi);
+  else t = finite(lo) ? lo : (finite(hi) ? hi : 0.0);  // a free x_j puts the row on a side
   st.x[j] = t / a;
   st.z[j] = -a * y;
   st.y[i] = y + s.v[5];
   const int32_t kx = column_key(st.x[j], l, u), kr = row_key(rest + t, rl, ru);
   const bool x_basic = kx == kKeyBasic || kx == kKeySuperBasic;
-  st.skx[j] = x_basic ? kKeyBasic : kx;
-  if (x_basic) st.skc[i] = kr == kKeyBasic ? kKeyBasic : kr;
-  else if (st.skc[i] != kKeyBasic && kr != kKeyBasic) st.skc[i] = kr;
+  // The pair keeps the row's count of basic items: a basic row leaves one basic item
+  // (x_j when it is off its bounds), a nonbasic row none.
+  if (st.skc[i] == kKeyBasic) {
+    st.skx[j] = x_basic ? static_cast<int32_t>(kKeyBasic) : kx;
+    if (x_basic)
+      st.skc[i] = kr != kKeyBasic ? kr : (rl == ru ? kKeyFixed : (finite(rl) ? kKeyLower : kKeyUpper));
+  } else {
+    st.skx[j] = x_basic ? static_cast<int32_t>(kKeySuperBasic) : kx;
+    if (kr != kKeyBasic) st.skc[i] = kr;
+  }
   // A basic reduced row (y = 0) of an equality with a moved cost has y_i = g: the row is
   // nonbasic and x_j, with z_j = 0, takes the basic place.
   if (s.v[5] != 0.0 && st.skc[i] == kKeyBasic && st.y[i] != 0.0) {

@@ -191,7 +191,7 @@ LoopEnd iterate(Engine& e, DualWork& dw, SimplexResult& res, bool phase1) {
     const size_t qs = static_cast<size_t>(q);
     std::fill(dw.col.begin(), dw.col.end(), 0.0);
     e.scatter_column(q, dw.col.data());
-    e.lu.ftran(dw.col.data());
+    e.lu.ftran(dw.col.data(), true);
     const double alpha = dw.col[static_cast<size_t>(r)];
     const double alpha_row = e.row[qs];
     if (std::fabs(alpha - alpha_row) > 1e-7 * std::max(1.0, std::fabs(alpha)) || std::fabs(alpha) < 1e-11) {

@@ -265,9 +265,12 @@ void Engine::pivot_row(const double* rho) {
     }
     row[js] += v;
   };
-  int32_t nz = 0;
-  for (int32_t i = 0; i < m; ++i) nz += rho[i] != 0.0;
-  if (nz < m / 10 + 1) {
+  // Row-wise over the nonzeros of rho when their rows hold fewer entries than a good part
+  // of A; column-wise inner products otherwise.
+  int64_t row_work = 0;
+  for (int32_t i = 0; i < m; ++i)
+    if (rho[i] != 0.0) row_work += rptr[static_cast<size_t>(i) + 1] - rptr[static_cast<size_t>(i)] + 1;
+  if (3 * row_work < static_cast<int64_t>(aidx.size()) + n) {
     for (int32_t i = 0; i < m; ++i) {
       const double ri = rho[i];
       if (ri == 0.0) continue;

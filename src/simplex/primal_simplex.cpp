@@ -105,7 +105,7 @@ LoopEnd iterate(Engine& e, PrimalWork& pw, const interior::LpProblem& lp, Simple
     const double dir = (e.state[qs] == kAtLower || (e.state[qs] == kAtZero && d[qs] < 0.0)) ? 1.0 : -1.0;
     std::fill(pw.col.begin(), pw.col.end(), 0.0);
     e.scatter_column(q, pw.col.data());
-    e.lu.ftran(pw.col.data());
+    e.lu.ftran(pw.col.data(), true);
     // Pass 1: the relaxed step; pass 2: the largest |alpha| within it.
     double tmax = kInf;
     for (int32_t p = 0; p < e.m; ++p) {

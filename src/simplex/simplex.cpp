@@ -19,7 +19,14 @@ void solve(const interior::LpProblem& lp, const SimplexOptions& options, const S
   } else {
     e.set_slack_basis();
   }
-  result.solved_dual_first = options.algorithm != Algorithm::kPrimal;
+  bool dual = options.algorithm != Algorithm::kPrimal;
+  if (options.algorithm == Algorithm::kFree) {
+    // The free choice: the primal simplex when the start is primal feasible and not dual
+    // feasible (a hot start after a cost change), the dual simplex otherwise.
+    e.refactor();
+    dual = !(e.primal_feasible() && !e.dual_feasible());
+  }
+  result.solved_dual_first = dual;
   if (result.solved_dual_first)
     run_dual(e, lp, result);
   else

@@ -182,6 +182,23 @@ INSTANTIATE_TEST_SUITE_P(Models, SimplexNetlib,
                            return s;
                          });
 
+void append_text(void* handle, const char* text) { static_cast<std::string*>(handle)->append(text); }
+
+// The basis of the presolved run maps back with one basic item per row, so the run on the
+// original model starts from it: on nesm postsolve undoes duplicate columns whose merged
+// column is nonbasic with a zero reduced cost, and free column singletons.
+TEST_F(SimplexTask, PostsolvedBasisHasOneBasicItemPerRow) {
+  if (!load("netlib-lp", "nesm")) GTEST_SKIP() << "instance data not installed";
+  std::string log;
+  QBR_linkfunctotaskstream(task, QBR_STREAM_LOG, &log, append_text);
+  ASSERT_EQ(run(QBR_OPTIMIZER_DUAL_SIMPLEX), QBR_RES_OK);
+  ASSERT_EQ(solsta(), QBR_SOL_STA_OPTIMAL);
+  EXPECT_LE(std::fabs(objective() - 1.4076036488E+07), 1e-6 * 1.4076036488E+07) << objective();
+  EXPECT_NE(log.find("presolved constraints"), std::string::npos);
+  EXPECT_EQ(log.find("The postsolved basis has"), std::string::npos);
+  expect_key_rules(1e-6);
+}
+
 // Infeasible models end with a Farkas ray in the basic item that checks out.
 TEST_F(SimplexTask, InfeasibleModelsGiveACheckedFarkasRay) {
   for (const char* name : {"itest2", "woodinfe", "klein1", "galenet", "bgprtr"}) {

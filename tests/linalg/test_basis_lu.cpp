@@ -1,5 +1,7 @@
-// The basis LU against dense solves: random sparse bases, sequences of product-form
-// updates, dependent and nearly dependent columns repaired by unit columns.
+// The basis LU against dense solves: random sparse bases, long sequences of Forrest-Tomlin
+// updates (with the kept spike and without), refused updates that leave the factor intact,
+// hypersparse solves against the plain ones, dependent and nearly dependent columns
+// repaired by unit columns.
 #include <gtest/gtest.h>
 
 #include <algorithm>
@@ -194,38 +196,139 @@ TEST(BasisLu, RandomBasesSolveLikeDense) {
   }
 }
 
-TEST(BasisLu, UpdatesTrackTheChangedBasis) {
-  std::mt19937 rng(11);
-  RandomMatrix a(60, 200, 4, rng);
-  std::vector<int32_t> basis = mixed_basis(a, 30, rng);
-  BasisLu lu;
-  qubor::linalg::LuOptions o;
-  o.max_updates = 1000;
-  lu.set_options(o);
-  lu.factorize(a.source(), basis.data());
+// Runs `count` basis changes with random entering columns and the largest |alpha| as the
+// pivot, checking the solves every `check_every` changes. With keep_spike the entering
+// column's FTRAN keeps the spike; otherwise update() rebuilds it from alpha.
+int32_t run_updates(BasisLu& lu, const RandomMatrix& a, std::vector<int32_t>& basis, std::mt19937& rng, int32_t count,
+                    int32_t check_every, bool keep_spike) {
   int32_t done = 0;
-  for (int32_t trial = 0; trial < 400 && done < 60; ++trial) {
-    const int32_t q = static_cast<int32_t>(rng() % static_cast<uint32_t>(a.n));
+  for (int32_t trial = 0; trial < 20 * count && done < count; ++trial) {
+    const int32_t q = static_cast<int32_t>(rng() % static_cast<uint32_t>(a.n + a.m));
     if (std::find(basis.begin(), basis.end(), q) != basis.end()) continue;
     std::vector<double> alpha(static_cast<size_t>(a.m), 0.0);
-    for (int64_t e = a.ptr[static_cast<size_t>(q)]; e < a.ptr[static_cast<size_t>(q) + 1]; ++e)
-      alpha[static_cast<size_t>(a.idx[static_cast<size_t>(e)])] = a.val[static_cast<size_t>(e)];
-    lu.ftran(alpha.data());
+    if (q >= a.n) {
+      alpha[static_cast<size_t>(q - a.n)] = 1.0;
+    } else {
+      for (int64_t e = a.ptr[static_cast<size_t>(q)]; e < a.ptr[static_cast<size_t>(q) + 1]; ++e)
+        alpha[static_cast<size_t>(a.idx[static_cast<size_t>(e)])] = a.val[static_cast<size_t>(e)];
+    }
+    lu.ftran(alpha.data(), keep_spike);
     int32_t r = 0;
     for (int32_t i = 1; i < a.m; ++i)
       if (std::fabs(alpha[static_cast<size_t>(i)]) > std::fabs(alpha[static_cast<size_t>(r)])) r = i;
     if (std::fabs(alpha[static_cast<size_t>(r)]) < 0.1) continue;
-    ASSERT_TRUE(lu.update(r, alpha.data()));
+    EXPECT_TRUE(lu.update(r, alpha.data())) << "change " << done;
     basis[static_cast<size_t>(r)] = q;
     ++done;
-    if (done % 10 == 0) expect_solves_match(lu, a, basis, rng);
+    if (done % check_every == 0) expect_solves_match(lu, a, basis, rng);
   }
-  EXPECT_EQ(lu.num_updates(), done);
-  EXPECT_GE(done, 40);
-  // A refactorization of the updated basis gives the same solves.
+  return done;
+}
+
+// Many updates on one factorization, positions replaced several times over; both ways of
+// getting the spike; then a refactorization of the updated basis solves the same.
+TEST(BasisLu, ForrestTomlinUpdatesTrackTheChangedBasis) {
+  for (bool keep_spike : {true, false}) {
+    std::mt19937 rng(keep_spike ? 11 : 12);
+    RandomMatrix a(60, 200, 4, rng);
+    std::vector<int32_t> basis = mixed_basis(a, 30, rng);
+    BasisLu lu;
+    qubor::linalg::LuOptions o;
+    o.max_updates = 1000;
+    lu.set_options(o);
+    lu.factorize(a.source(), basis.data());
+    const int32_t done = run_updates(lu, a, basis, rng, 150, 10, keep_spike);
+    EXPECT_EQ(lu.num_updates(), done);
+    EXPECT_GE(done, 120);
+    lu.factorize(a.source(), basis.data());
+    EXPECT_TRUE(lu.replacements().empty());
+    expect_solves_match(lu, a, basis, rng);
+  }
+}
+
+// The same sequence of updates gives the same solves whether the solves run hypersparse
+// (searching the patterns) or over all slots: a larger sparse basis, unit right-hand sides.
+TEST(BasisLu, HypersparseSolvesMatchPlainOnes) {
+  std::mt19937 rng(21);
+  RandomMatrix a(300, 600, 2, rng);
+  std::vector<int32_t> basis = mixed_basis(a, 200, rng);
+  std::vector<int32_t> basis2 = basis;
+  BasisLu hyper, plain;
+  qubor::linalg::LuOptions o;
+  o.max_updates = 500;
+  o.hyper_density = 1.1;  // every solve hypersparse
+  hyper.set_options(o);
+  o.hyper_density = 0.0;  // none
+  plain.set_options(o);
+  hyper.factorize(a.source(), basis.data());
+  plain.factorize(a.source(), basis2.data());
+  ASSERT_EQ(basis, basis2);
+  std::mt19937 rng2 = rng;
+  const int32_t done = run_updates(hyper, a, basis, rng, 60, 20, true);
+  const int32_t done2 = run_updates(plain, a, basis2, rng2, 60, 20, true);
+  ASSERT_EQ(done, done2);
+  ASSERT_EQ(basis, basis2);
+  for (int32_t trial = 0; trial < 40; ++trial) {
+    std::vector<double> u(300, 0.0);
+    u[static_cast<size_t>(rng() % 300)] = 1.0;
+    if (trial % 2) u[static_cast<size_t>(rng() % 300)] = -3.0;
+    for (bool transposed : {false, true}) {
+      std::vector<double> x = u, y = u;
+      transposed ? hyper.btran(x.data()) : hyper.ftran(x.data());
+      transposed ? plain.btran(y.data()) : plain.ftran(y.data());
+      EXPECT_LT(max_diff(x, y), 1e-11) << (transposed ? "btran" : "ftran") << " trial " << trial;
+    }
+  }
+  expect_solves_match(hyper, a, basis, rng);
+}
+
+// A replacement that makes the basis nearly singular: the entering column is the leaving
+// one plus a tiny multiple of another basic column, so alpha_r is tiny. The update is
+// refused, by the pivot size and, with that check off, by the stability test of the new
+// diagonal; the factor still solves the old basis exactly.
+TEST(BasisLu, NearlySingularReplacementIsRefused) {
+  std::mt19937 rng(31);
+  RandomMatrix a(40, 80, 4, rng);
+  std::vector<int32_t> basis = mixed_basis(a, 40, rng);
+  BasisLu lu;
+  qubor::linalg::LuOptions o;
+  o.abs_pivot_tol = 1e-30;  // only the stability test of the update is left
+  lu.set_options(o);
   lu.factorize(a.source(), basis.data());
-  EXPECT_TRUE(lu.replacements().empty());
+  int32_t done = run_updates(lu, a, basis, rng, 15, 100, true);
+  ASSERT_EQ(done, 15);
+  // Column at position 3 plus 1e-13 times the column at position 5, appended as a new column.
+  const int32_t r = 3;
+  std::vector<double> dense(40, 0.0);
+  std::vector<double> ed(40, 0.0);
+  auto column = [&](int32_t j, std::vector<double>& v) {
+    std::fill(v.begin(), v.end(), 0.0);
+    if (j >= a.n) {
+      v[static_cast<size_t>(j - a.n)] = 1.0;
+      return;
+    }
+    for (int64_t e = a.ptr[static_cast<size_t>(j)]; e < a.ptr[static_cast<size_t>(j) + 1]; ++e)
+      v[static_cast<size_t>(a.idx[static_cast<size_t>(e)])] = a.val[static_cast<size_t>(e)];
+  };
+  column(basis[r], dense);
+  column(basis[5], ed);
+  for (size_t i = 0; i < 40; ++i) dense[i] += 1e-13 * ed[i];
+  std::vector<double> alpha = dense;
+  lu.ftran(alpha.data(), true);
+  EXPECT_NEAR(alpha[r], 1.0, 1e-9);
+  // Entering for position 5 instead: alpha_5 is 1e-13.
+  EXPECT_LT(std::fabs(alpha[5]), 1e-11);
+  EXPECT_FALSE(lu.update(5, alpha.data()));
+  EXPECT_EQ(lu.num_updates(), 15);
   expect_solves_match(lu, a, basis, rng);
+  o.abs_pivot_tol = 1e-11;
+  lu.set_options(o);
+  EXPECT_FALSE(lu.update(5, alpha.data()));
+  EXPECT_EQ(lu.num_updates(), 15);
+  expect_solves_match(lu, a, basis, rng);
+  // The factor still takes regular updates afterwards.
+  done = run_updates(lu, a, basis, rng, 10, 5, true);
+  EXPECT_EQ(done, 10);
 }
 
 TEST(BasisLu, TinyPivotIsRefused) {
