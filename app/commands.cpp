@@ -1,5 +1,7 @@
 #include "commands.h"
 
+#include <zlib.h>
+
 #include <cstdio>
 #include <memory>
 
@@ -47,6 +49,31 @@ class Session {
   QBRtask_t task_ = nullptr;
   bool ok_ = false;
 };
+
+bool has_suffix(const std::string& s, const char* suffix) {
+  const std::string x = suffix;
+  return s.size() >= x.size() && s.compare(s.size() - x.size(), x.size(), x) == 0;
+}
+
+// The library reads PTF from a string only: the file (plain or gzip) is read here.
+QBRrescode read_ptf_file(QBRtask_t task, const std::string& path) {
+  gzFile f = gzopen(path.c_str(), "rb");
+  if (!f) {
+    std::fprintf(stderr, "qubor: cannot open '%s'\n", path.c_str());
+    return QBR_RES_ERR_FILE_OPEN;
+  }
+  std::string text;
+  char buf[1 << 16];
+  int got = 0;
+  while ((got = gzread(f, buf, sizeof buf)) > 0) text.append(buf, static_cast<size_t>(got));
+  const bool ok = got == 0;
+  gzclose(f);
+  if (!ok) {
+    std::fprintf(stderr, "qubor: cannot read '%s'\n", path.c_str());
+    return QBR_RES_ERR_FILE_READ;
+  }
+  return QBR_readptfstring(task, text.c_str());
+}
 
 bool need_args(const Args& args, size_t n, const char* command) {
   if (args.positional.size() == n) return true;
@@ -112,6 +139,7 @@ int run_convert(const Args& args) {
 }  // namespace
 
 QBRrescode read_model(QBRtask_t task, const std::string& path) {
+  if (has_suffix(path, ".ptf") || has_suffix(path, ".ptf.gz")) return read_ptf_file(task, path);
   if (!is_sdpa_file_name(path)) return QBR_readdata(task, path.c_str());
   std::string error;
   if (read_sdpa(task, path, &error)) return QBR_RES_OK;
@@ -133,7 +161,8 @@ void print_overview() {
   std::printf("usage: qubor COMMAND [ARGS] [--param NAME VALUE]... [--quiet]\n\ncommands:\n");
   for (const auto& c : commands()) std::printf("  %-8s %-8s %s\n", c.name, c.usage, c.summary);
   std::printf(
-      "\nFile formats follow the suffixes (.mps, .fmps, .lp, .dat-s, ...; .gz and .zst compress).\n"
+      "\nFile formats follow the suffixes (.mps, .fmps, .lp, .cbf, .task, .jtask, .ptf, .opf, .dat-s; .gz and\n"
+      ".zst compress; a .ptf file is read plain or gzip-compressed).\n"
       "--param sets a library parameter by name, e.g. --param QBR_IPAR_WRITE_MPS_FORMAT "
       "QBR_MPS_FORMAT_FREE.\n"
       "'qubor COMMAND --help' describes one command; 'qubor --version' prints the version.\n");

@@ -29,3 +29,14 @@ inline bool fuzz_input_file(const std::string& path, const unsigned char* data, 
   std::fwrite(data, 1, size, f);
   return std::fclose(f) == 0;
 }
+
+// The whole content of the file at `path` ("" when it cannot be read).
+inline std::string fuzz_read_file(const std::string& path) {
+  std::string s;
+  FILE* f = std::fopen(path.c_str(), "rb");
+  if (!f) return s;
+  char buf[4096];
+  for (size_t n; (n = std::fread(buf, 1, sizeof buf, f)) > 0;) s.append(buf, n);
+  std::fclose(f);
+  return s;
+}

@@ -2024,6 +2024,8 @@ QBR_API QBRrescode QBR_readdataformat(QBRtask_t task, const char *filename, QBRi
 QBR_API QBRrescode QBR_writedata(QBRtask_t task, const char *filename);
 QBR_API QBRrescode QBR_readlpstring(QBRtask_t task, const char *data);
 QBR_API QBRrescode QBR_readjsonstring(QBRtask_t task, const char *data);
+QBR_API QBRrescode QBR_readptfstring(QBRtask_t task, const char *data);
+QBR_API QBRrescode QBR_readopfstring(QBRtask_t task, const char *data);
 QBR_API QBRrescode QBR_readtask(QBRtask_t task, const char *filename);
 QBR_API QBRrescode QBR_writetask(QBRtask_t task, const char *filename);
 QBR_API QBRrescode QBR_readsummary(QBRtask_t task, QBRint32t whichstream);

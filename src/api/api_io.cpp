@@ -80,6 +80,20 @@ QBRrescode QBR_readjsonstring(QBRtask_t task, const char* data) {
   });
 }
 
+QBRrescode QBR_readptfstring(QBRtask_t task, const char* data) {
+  return api::task_frame(task, [&](Task& t) -> QBRrescode {
+    QBR_CHECK(api::check_ptr(t, data, "data"));
+    return formats::read_string(t, data, QBR_DATA_FORMAT_PTF);
+  });
+}
+
+QBRrescode QBR_readopfstring(QBRtask_t task, const char* data) {
+  return api::task_frame(task, [&](Task& t) -> QBRrescode {
+    QBR_CHECK(api::check_ptr(t, data, "data"));
+    return formats::read_string(t, data, QBR_DATA_FORMAT_OP);
+  });
+}
+
 QBRrescode QBR_readsummary(QBRtask_t task, QBRint32t whichstream) {
   return api::task_frame(task, [&](Task& t) -> QBRrescode {
     if (whichstream < QBR_STREAM_LOG || whichstream > QBR_STREAM_WRN) {

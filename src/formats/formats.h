@@ -11,7 +11,7 @@
 //
 // Responses: QBR_RES_ERR_FILE_OPEN (file name), QBR_RES_ERR_INVALID_FILE_NAME,
 // QBR_RES_ERR_SPACE on opening; QBR_RES_ERR_READ_FORMAT for formats that cannot be read
-// (PTF from a file, and formats whose reader is not in this library yet);
+// (PTF from a file: it is read from a string only; and format values outside 1 to 8);
 // QBR_RES_ERR_INVALID_FORMAT_TYPE for a write in format 0 or a format without a writer;
 // QBR_RES_ERR_INVALID_FILE_FORMAT_FOR_SYM_MAT / _FOR_CONES for data the format cannot hold;
 // QBR_RES_ERR_FILE_READ / QBR_RES_ERR_FILE_WRITE when the stream fails; and every code of

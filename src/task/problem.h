@@ -160,6 +160,11 @@ struct Problem {
   // Total number of quadratic entries (objective and constraints).
   int64_t num_qnz() const;
   bool has_qcon() const;
+  // Empties the symmetric-matrix store once no matrix variable is left (the coefficients
+  // that referred to it went with them): a problem that is replaced as a whole, as by
+  // reading a file, takes its stored matrices along instead of leaving them to pile up.
+  // Does nothing while there are matrix variables.
+  void clear_matrix_store();
   // Packed lower-triangle length of matrix variable j: d(d+1)/2.
   int64_t barvar_len(int32_t j) const {
     const int64_t d = barvar_dim[static_cast<size_t>(j)];

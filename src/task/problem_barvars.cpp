@@ -291,4 +291,17 @@ void bar_block_triplets(const Task& t, bool barc, int32_t* subi, int32_t* subj, 
   }
 }
 
+void Problem::clear_matrix_store() {
+  if (num_barvar > 0) return;
+  symmats.mats.clear();
+  symmats.subi.clear();
+  symmats.subj.clear();
+  symmats.val.clear();
+  for (BarCoefs* b : {&barc, &bara}) {
+    b->terms.clear();
+    b->mat.clear();
+    b->weight.clear();
+  }
+}
+
 }  // namespace qubor::task

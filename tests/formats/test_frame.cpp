@@ -90,15 +90,6 @@ TEST_F(Frame, IncompatibleItemsAreRefusedBeforeWriting) {
   EXPECT_EQ(read_text(kept), "minimize\n x\nend\n");
 }
 
-TEST_F(Frame, FormatsWithoutAWriterLeaveTheFileAlone) {
-  ASSERT_EQ(QBR_appendvars(task, 1), QBR_RES_OK);
-  for (const char* name : {"w.ptf", "w.opf", "w.ptf.gz"}) {
-    const std::string path = write_text(name, "old\n");
-    EXPECT_EQ(QBR_writedata(task, path.c_str()), QBR_RES_ERR_INVALID_FORMAT_TYPE) << name;
-    EXPECT_EQ(read_text(path), "old\n") << name;
-  }
-}
-
 TEST_F(Frame, CallbacksAroundTheRead) {
   CallbackLog cb;
   ASSERT_EQ(QBR_putcallbackfunc(task, record, &cb), QBR_RES_OK);

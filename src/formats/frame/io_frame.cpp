@@ -13,6 +13,8 @@
 #include "formats/lp/lp.h"
 #include "formats/json/json_task.h"
 #include "formats/mps/mps.h"
+#include "formats/opf/opf.h"
+#include "formats/ptf/ptf.h"
 #include "formats/task/task_file.h"
 #include "platform/file_stream.h"
 #include "platform/text.h"
@@ -62,6 +64,7 @@ QBRrescode empty_problem(Task& t) {
   if (n > 0) QUBOR_TRY(QBR_removecones(h, n, iota_list(n).data()));
   QUBOR_TRY(QBR_getnumbarvar(h, &n));
   if (n > 0) QUBOR_TRY(QBR_removebarvars(h, n, iota_list(n).data()));
+  t.problem.clear_matrix_store();
   QUBOR_TRY(QBR_getnumvar(h, &n));
   if (n > 0) QUBOR_TRY(QBR_removevars(h, n, iota_list(n).data()));
   QUBOR_TRY(QBR_getnumcon(h, &n));
@@ -106,9 +109,15 @@ void set_read_info(Task& t) {
 }
 
 // `all_sections`: the task file is read whole, parameters included, whatever
-// QBR_IPAR_READ_TASK_IGNORE_PARAM says.
-QBRrescode dispatch_read(Task& t, platform::InStream& in, int32_t format, const char* name, bool all_sections) {
+// QBR_IPAR_READ_TASK_IGNORE_PARAM says. PTF is read from a string only (`from_string`).
+QBRrescode dispatch_read(Task& t, platform::InStream& in, int32_t format, const char* name, bool all_sections,
+                         bool from_string) {
   switch (format) {
+    case QBR_DATA_FORMAT_PTF:
+      if (!from_string) return QBR_REPORT(t, QBR_RES_ERR_READ_FORMAT, format);
+      return read_ptf(t, in);
+    case QBR_DATA_FORMAT_OP:
+      return read_opf(t, in);
     case QBR_DATA_FORMAT_TASK:
       return read_task_file(t, in, name, !all_sections && t.ipar(QBR_IPAR_READ_TASK_IGNORE_PARAM) != 0);
     case QBR_DATA_FORMAT_JSON_TASK:
@@ -122,18 +131,17 @@ QBRrescode dispatch_read(Task& t, platform::InStream& in, int32_t format, const 
     case QBR_DATA_FORMAT_CB:
       return read_cbf(t, in, name);
     default:
-      // PTF is read only from a string; OPF, task and JSON task readers are not part of
-      // this library yet.
       return QBR_REPORT(t, QBR_RES_ERR_READ_FORMAT, format);
   }
 }
 
 // Steps shared by the file and string readers once the stream is open.
-QBRrescode run_reader(Task& t, platform::InStream& in, int32_t format, const char* name, bool all_sections = false) {
+QBRrescode run_reader(Task& t, platform::InStream& in, int32_t format, const char* name, bool all_sections = false,
+                      bool from_string = false) {
   const double start = platform::wall_seconds();
   if (int32_t stop = callback_answer(t, QBR_CALLBACK_BEGIN_READ)) return stop;
   QBRrescode r = empty_problem(t);
-  if (r == QBR_RES_OK) r = dispatch_read(t, in, format, name, all_sections);
+  if (r == QBR_RES_OK) r = dispatch_read(t, in, format, name, all_sections, from_string);
   t.set_dinf(QBR_DINF_RD_TIME, platform::wall_seconds() - start);
   int32_t stop = callback_answer(t, QBR_CALLBACK_END_READ);
   if (r == QBR_RES_OK && stop != 0) r = stop;
@@ -182,11 +190,7 @@ QBRrescode check_writable(Task& t, int32_t format) {
   return QBR_RES_OK;
 }
 
-// PTF, OPF, task and JSON-task writers are not part of this library yet.
-bool has_writer(int32_t format) {
-  return format == QBR_DATA_FORMAT_MPS || format == QBR_DATA_FORMAT_FREE_MPS || format == QBR_DATA_FORMAT_LP ||
-         format == QBR_DATA_FORMAT_CB || format == QBR_DATA_FORMAT_TASK || format == QBR_DATA_FORMAT_JSON_TASK;
-}
+bool has_writer(int32_t format) { return format >= QBR_DATA_FORMAT_MPS && format <= QBR_DATA_FORMAT_JSON_TASK; }
 
 QBRrescode dispatch_write(Task& t, TextWriter& out, int32_t format) {
   switch (format) {
@@ -201,6 +205,10 @@ QBRrescode dispatch_write(Task& t, TextWriter& out, int32_t format) {
       return write_task_file(t, out);
     case QBR_DATA_FORMAT_JSON_TASK:
       return write_json_task(t, out);
+    case QBR_DATA_FORMAT_PTF:
+      return write_ptf(t, out);
+    case QBR_DATA_FORMAT_OP:
+      return write_opf(t, out, OpfSwitches::of(t));
     default:
       return QBR_REPORT(t, QBR_RES_ERR_INVALID_FORMAT_TYPE, format);
   }
@@ -227,7 +235,7 @@ QBRrescode read_string(Task& t, const char* text, int32_t format) {
   } catch (const std::bad_alloc&) {
     return QBR_REPORT(t, QBR_RES_ERR_SPACE);
   }
-  return run_reader(t, *in, format, "");
+  return run_reader(t, *in, format, "", false, true);
 }
 
 QBRrescode write_data(Task& t, const char* filename, int32_t format, int32_t compress) {

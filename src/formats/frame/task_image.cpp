@@ -311,6 +311,9 @@ QBRrescode load_image(Task& t, const TaskImage& img, bool skip_params) {
   QUBOR_TRY(QBR_appendcons(h, img.numcon));
   QUBOR_TRY(QBR_appendvars(h, img.numvar));
   const int32_t n = img.numvar, m = img.numcon;
+  // Names first, so that the messages of the checks below name the items.
+  QUBOR_TRY(load_names(h, img.var_names, QBR_putvarname));
+  QUBOR_TRY(load_names(h, img.con_names, QBR_putconname));
   if (n > 0) {
     QUBOR_TRY(QBR_putcslice(h, 0, n, img.c.data()));
     QUBOR_TRY(QBR_putvarboundslice(h, 0, n, img.var_bk.data(), img.var_bl.data(), img.var_bu.data()));
@@ -333,8 +336,8 @@ QBRrescode load_image(Task& t, const TaskImage& img, bool skip_params) {
                              img.cone_sub.data() + first));
   }
   if (img.numbarvar > 0) QUBOR_TRY(QBR_appendbarvars(h, img.numbarvar, img.barvar_dim.data()));
-  // The task's matrix store may hold matrices already (emptying a task keeps them), so the
-  // coefficients refer to the indices the store hands out now.
+  // The coefficients refer to the indices the store hands out now (the same as in the image
+  // when the task was emptied before, as the file frame does).
   std::vector<int64_t> index(img.sym_dim.size());
   for (size_t k = 0; k < img.sym_dim.size(); ++k) {
     const auto first = static_cast<size_t>(img.sym_ptr[k]);
@@ -343,8 +346,6 @@ QBRrescode load_image(Task& t, const TaskImage& img, bool skip_params) {
   }
   QUBOR_TRY(load_terms(h, img.barc, false, index));
   QUBOR_TRY(load_terms(h, img.bara, true, index));
-  QUBOR_TRY(load_names(h, img.var_names, QBR_putvarname));
-  QUBOR_TRY(load_names(h, img.con_names, QBR_putconname));
   QUBOR_TRY(load_names(h, img.cone_names, QBR_putconename));
   QUBOR_TRY(load_names(h, img.barvar_names, QBR_putbarvarname));
 
