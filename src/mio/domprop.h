@@ -35,6 +35,8 @@ class Propagator {
   // (all rows when null). False when the box holds no feasible point.
   bool propagate(std::vector<double>& lo, std::vector<double>& up, const std::vector<int32_t>* seeds);
   int64_t tightenings() const { return tightenings_; }
+  // After rows were appended to the problem.
+  void refresh() { queued_.assign(static_cast<size_t>(p_.m()), 0); }
 
  private:
   bool visit_row(int32_t i, std::vector<double>& lo, std::vector<double>& up);

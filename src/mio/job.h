@@ -7,6 +7,7 @@
 #include <limits>
 #include <vector>
 
+#include "mio/cutpool.h"
 #include "mio/domprop.h"
 #include "mio/plugin.h"
 #include "mio/pseudocost.h"
@@ -39,7 +40,8 @@ std::vector<EventHandler> make_event_handlers();
 
 class Job {
  public:
-  Job(const Problem& p, const MioOptions& o, const MioProgress& progress, PseudocostRecord& shared_pc);
+  // The job appends its root cuts to p.
+  Job(Problem& p, const MioOptions& o, const MioProgress& progress, PseudocostRecord& shared_pc);
   void run(MioResult& r);
 
   // What the heuristics use.
@@ -82,8 +84,10 @@ class Job {
   void log_end(const MioResult& r);
   bool accept(const std::vector<double>& x, double obj);
   void run_heuristics();
+  // Root cut rounds; returns the basis of the last root relaxation (null when none ran).
+  std::shared_ptr<simplex::StartBasis> root_cuts();
 
-  const Problem& p_;
+  Problem& p_;
   const MioOptions& o_;
   const MioProgress& progress_;
   PseudocostRecord local_pc_;
@@ -92,6 +96,7 @@ class Job {
   NodeSelector selector_;
   std::vector<EventHandler> handlers_;
   std::vector<Heuristic> heuristics_;
+  std::vector<Separator> separators_;
   Propagator prop_;
   Relaxation lp_;
   RelaxResult relax_, sb_;

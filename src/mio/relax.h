@@ -29,6 +29,8 @@ class Relaxation {
   int64_t iterations() const { return iterations_; }
   double time() const { return time_; }
   void set_max_time(double seconds) { options_.max_time = seconds; }
+  // After rows were appended to the problem.
+  void refresh() { lp_ = p_.lp; }
 
  private:
   const Problem& p_;

@@ -65,10 +65,11 @@ std::string format_objective(bool available, double value) {
   return buf;
 }
 
-Job::Job(const Problem& p, const MioOptions& o, const MioProgress& progress, PseudocostRecord& shared_pc)
+Job::Job(Problem& p, const MioOptions& o, const MioProgress& progress, PseudocostRecord& shared_pc)
     : p_(p), o_(o), progress_(progress), local_pc_(p.n()), pc_(local_pc_, shared_pc, o.tol_abs_relax_int),
       tree_(queue_rule(o.node_selection)), selector_(make_selector(o.node_selection)),
-      handlers_(make_event_handlers()), heuristics_(make_heuristics(o)), prop_(p, &handlers_), lp_(p, o.simplex),
+      handlers_(make_event_handlers()), heuristics_(make_heuristics(o)),
+      separators_(make_separators(SeparatorSwitches{o.cut_knapsack_cover})), prop_(p, &handlers_), lp_(p, o.simplex),
       start_(std::chrono::steady_clock::now()) {}
 
 double Job::elapsed() const {
@@ -486,6 +487,52 @@ void Job::run_heuristics() {
   }
 }
 
+std::shared_ptr<simplex::StartBasis> Job::root_cuts() {
+  if (separators_.empty() || o_.max_root_cut_rounds <= 0) return nullptr;
+  if (progress_ && progress_(QBR_CALLBACK_BEGIN_ROOT_CUTGEN, stats_)) user_stop_ = true;
+  log_printf(&o_.log, 1, "Cut generation started.\n");
+  const auto t0 = std::chrono::steady_clock::now();
+  RelaxResult rr;
+  std::shared_ptr<simplex::StartBasis> basis;
+  double last_obj = -kInf;
+  const int32_t rounds = std::min(o_.max_root_cut_rounds, 20);
+  const size_t per_round = static_cast<size_t>(std::clamp(p_.n() / 4, 10, 200));
+  for (int32_t round = 0; round < rounds && !out_of_time() && !user_stop_; ++round) {
+    lp_.set_max_time(remaining_time());
+    lp_.solve(root_lo_, root_up_, basis.get(), rr);
+    if (rr.status != simplex::Status::kOptimal) break;
+    basis = rr.basis;
+    // Stop when a round no longer moves the bound.
+    if (round > 0 && rr.obj - last_obj <= 1e-4 * std::max(1.0, std::fabs(rr.obj))) break;
+    last_obj = rr.obj;
+    CutPool pool;
+    for (size_t s = 0; s < separators_.size(); ++s) {
+      Separator& sep = separators_[s];
+      sep.rec.timed([&] { return sep.rec.ops->run(sep.rec.data, p_, rr.x, static_cast<int32_t>(s), pool); });
+    }
+    std::vector<Cut> cuts = pool.select(per_round, 0.98);
+    if (cuts.empty()) break;
+    for (const Cut& c : cuts) ++separators_[static_cast<size_t>(c.family)].found;
+    append_rows(p_, cuts);
+    prop_.refresh();
+    lp_.refresh();
+    // The new rows' slacks join the basis.
+    basis = std::make_shared<simplex::StartBasis>(*basis);
+    basis->skc.resize(static_cast<size_t>(p_.m()), QBR_SK_BAS);
+  }
+  for (const Separator& sep : separators_) {
+    stats_.num_cuts += sep.found;
+    if (sep.rec.name == "KNAPSACK_COVER") {
+      stats_.knapsack_cover_cuts += sep.found;
+      stats_.knapsack_cover_time += sep.rec.total_time;
+    }
+  }
+  stats_.cutgen_time = std::chrono::duration<double>(std::chrono::steady_clock::now() - t0).count();
+  log_printf(&o_.log, 1, "Cut generation terminated. Time = %.2f\n", stats_.cutgen_time);
+  if (progress_ && progress_(QBR_CALLBACK_END_ROOT_CUTGEN, stats_)) user_stop_ = true;
+  return basis;
+}
+
 void Job::run(MioResult& r) {
   log_printf(&o_.log, 1, "Mixed integer optimizer started.\n");
   log_printf(&o_.log, 1, "Threads used: %d\n", o_.num_threads);
@@ -512,9 +559,12 @@ void Job::run(MioResult& r) {
       stats_.construct_obj = stats_.best_int;
     }
   }
+  std::shared_ptr<simplex::StartBasis> root_basis;
+  if (feasible) root_basis = root_cuts();
   log_header();
   if (feasible) {
     Node root;
+    root.basis = root_basis;
     root.draw = tie_draw(0, 0, 0, o_.seed);
     tree_.add(std::move(root));
   }
@@ -552,7 +602,8 @@ void Job::run(MioResult& r) {
 void solve(const Problem& p, const MioOptions& o, const MioProgress& progress, MioResult& r) {
   r = MioResult();
   PseudocostRecord shared(p.n());
-  Job job(p, o, progress, shared);
+  Problem work = p;
+  Job job(work, o, progress, shared);
   job.run(r);
 }
 

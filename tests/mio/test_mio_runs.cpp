@@ -220,8 +220,9 @@ class MioLimits : public MioTest {
     add_int_vars(c, 0, 1);
     std::vector<QBRint32t> cols;
     for (int k = 0; k < 14; ++k) cols.push_back(k);
-    add_row(cols, w, 13, 13);  // 2 sum x = 13: infeasible, only branching shows it
+    add_row(cols, w, 13, 13);  // 2 sum x = 13: infeasible, only branching (or cuts) show it
     QBR_putintparam(task, QBR_IPAR_MIO_HEURISTIC_LEVEL, 0);
+    QBR_putintparam(task, QBR_IPAR_MIO_CUT_KNAPSACK_COVER, QBR_OFF);
   }
 };
 
@@ -252,10 +253,16 @@ TEST_F(MioLimits, TimeLimitsNameTheirParameter) {
   EXPECT_NE(log.text.find("(=dpar_optimizer_max_time) is reached.\n"), std::string::npos);
 }
 
-TEST_F(MioLimits, TheWholeTreeProvesInfeasibility) {
+TEST_F(MioLimits, TheWholeTreeProvesInfeasibilityAndCoverCutsShortenIt) {
   load_many_nodes();
   ASSERT_EQ(QBR_optimize(task), QBR_RES_OK);
   EXPECT_EQ(itg_prosta(), QBR_PRO_STA_PRIM_INFEAS);
+  const QBRint32t without = iinf(QBR_IINF_MIO_NUM_RELAX);
+  QBR_putintparam(task, QBR_IPAR_MIO_CUT_KNAPSACK_COVER, QBR_ON);
+  ASSERT_EQ(QBR_optimize(task), QBR_RES_OK);
+  EXPECT_EQ(itg_prosta(), QBR_PRO_STA_PRIM_INFEAS);
+  EXPECT_GT(iinf(QBR_IINF_MIO_NUM_KNAPSACK_COVER_CUTS), 0);
+  EXPECT_LT(iinf(QBR_IINF_MIO_NUM_RELAX), without);
 }
 
 struct StopAfter {
