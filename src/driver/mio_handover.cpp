@@ -24,6 +24,7 @@ mio::MioOptions mio_options(task::Task& t) {
   o.max_solutions = t.ipar(QBR_IPAR_MIO_MAX_NUM_SOLUTIONS);
   o.max_root_cut_rounds = t.ipar(QBR_IPAR_MIO_MAX_NUM_ROOT_CUT_ROUNDS);
   o.cut_knapsack_cover = t.ipar(QBR_IPAR_MIO_CUT_KNAPSACK_COVER) != 0;
+  o.cut_gmi = t.ipar(QBR_IPAR_MIO_CUT_GMI) != 0;
   o.heuristic_level = t.ipar(QBR_IPAR_MIO_HEURISTIC_LEVEL);
   o.seed = static_cast<uint64_t>(t.ipar(QBR_IPAR_MIO_SEED));
   o.tol_rel_gap = t.dpar(QBR_DPAR_MIO_TOL_REL_GAP);
@@ -87,6 +88,7 @@ void store_mio_information(task::Task& t, const mio::Problem& p, const mio::MioS
   t.set_dinf(QBR_DINF_MIO_ROOT_PRESOLVE_TIME, s.presolve_time);
   t.set_dinf(QBR_DINF_MIO_ROOT_CUTGEN_TIME, s.cutgen_time);
   t.set_dinf(QBR_DINF_MIO_KNAPSACK_COVER_SEPARATION_TIME, s.knapsack_cover_time);
+  t.set_dinf(QBR_DINF_MIO_GMI_SEPARATION_TIME, s.gmi_time);
 }
 
 // Status key of a value of an item without a basis.

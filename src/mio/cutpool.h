@@ -10,6 +10,7 @@
 
 #include "mio/plugin.h"
 #include "mio/problem.h"
+#include "simplex/simplex.h"
 
 namespace qubor::mio {
 
@@ -33,10 +34,18 @@ class CutPool {
   std::vector<Cut> cuts_;
 };
 
+// The point to separate: the relaxation's solution and its optimal basis.
+struct SeparationPoint {
+  const std::vector<double>& x;
+  const simplex::StartBasis* basis;  // may be null
+  const std::vector<double>& lo;     // the column bounds of the relaxation
+  const std::vector<double>& up;
+};
+
 struct SeparatorOps {
   void (*destroy)(void*);
-  // Separates cuts for point x; returns how many were added.
-  int32_t (*run)(void*, const Problem&, const std::vector<double>& x, int32_t family, CutPool&);
+  // Separates cuts for the point; returns how many were added.
+  int32_t (*run)(void*, const Problem&, const SeparationPoint&, int32_t family, CutPool&);
 };
 struct Separator {
   Record<SeparatorOps> rec;
@@ -46,7 +55,10 @@ struct Separator {
 // Which families the parameters switch on.
 struct SeparatorSwitches {
   bool knapsack_cover = true;
+  bool gmi = true;
 };
+// Gomory mixed-integer cuts from the rows of the optimal tableau (separator_gmi.cpp).
+extern const SeparatorOps kGmiOps;
 std::vector<Separator> make_separators(const SeparatorSwitches& s);
 
 // Appends rows to the problem (both copies of A, and the row bounds).

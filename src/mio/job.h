@@ -102,6 +102,7 @@ class Job {
   RelaxResult relax_, sb_;
   std::vector<double> sb_lo_, sb_up_;
   int64_t strong_iterations_ = 0;
+  double propagation_time_ = 0.0;
   std::vector<double> lo_, up_, plo_, pup_, root_lo_, root_up_, root_x_, best_x_;
   std::vector<int32_t> seeds_;
   MioStats stats_;

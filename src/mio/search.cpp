@@ -69,7 +69,7 @@ Job::Job(Problem& p, const MioOptions& o, const MioProgress& progress, Pseudocos
     : p_(p), o_(o), progress_(progress), local_pc_(p.n()), pc_(local_pc_, shared_pc, o.tol_abs_relax_int),
       tree_(queue_rule(o.node_selection)), selector_(make_selector(o.node_selection)),
       handlers_(make_event_handlers()), heuristics_(make_heuristics(o)),
-      separators_(make_separators(SeparatorSwitches{o.cut_knapsack_cover})), prop_(p, &handlers_), lp_(p, o.simplex),
+      separators_(make_separators(SeparatorSwitches{o.cut_knapsack_cover, o.cut_gmi})), prop_(p, &handlers_), lp_(p, o.simplex),
       start_(std::chrono::steady_clock::now()) {}
 
 double Job::elapsed() const {
@@ -275,6 +275,15 @@ void Job::log_summary(const MioResult& r) {
   log_printf(log, 1, "Number of simplex iterations       : %-lld\n", static_cast<long long>(s.simplex_iterations));
   log_printf(log, 1, "Time spend presolving the root     : %-.2f\n", s.presolve_time);
   log_printf(log, 1, "Time spend optimizing the root     : %-.2f\n", s.root_time);
+  // Where the time went (debug level).
+  double heuristics = 0.0, cuts = 0.0;
+  for (const Heuristic& h : heuristics_) heuristics += h.rec.total_time;
+  for (const Separator& sep : separators_) cuts += sep.rec.total_time;
+  log_printf(log, 5, "%-30s %e\n", "Relaxation time", lp_.time());
+  log_printf(log, 5, "%-30s %e\n", "Heuristics time", heuristics);
+  log_printf(log, 5, "%-30s %e\n", "Separation time", cuts);
+  log_printf(log, 5, "%-30s %e\n", "Propagation time", propagation_time_);
+  log_printf(log, 5, "%-30s %lld\n", "Strong branching iterations", static_cast<long long>(strong_iterations_));
   log_printf(log, 1, "Mixed integer optimizer terminated. Time: %-.2f\n\n", s.time);
 }
 
@@ -418,7 +427,10 @@ Job::NodeEnd Job::process(Node& node, MioResult& r) {
   }
   plo_ = lo_;
   pup_ = up_;
-  if (!prop_.propagate(plo_, pup_, &seeds_)) return NodeEnd::kPruned;
+  const auto tp = std::chrono::steady_clock::now();
+  const bool propagated = prop_.propagate(plo_, pup_, &seeds_);
+  propagation_time_ += std::chrono::duration<double>(std::chrono::steady_clock::now() - tp).count();
+  if (!propagated) return NodeEnd::kPruned;
   for (int32_t j = 0; j < p_.n(); ++j)
     if (p_.is_int(j)) {
       lo_[static_cast<size_t>(j)] = plo_[static_cast<size_t>(j)];
@@ -508,7 +520,8 @@ std::shared_ptr<simplex::StartBasis> Job::root_cuts() {
     CutPool pool;
     for (size_t s = 0; s < separators_.size(); ++s) {
       Separator& sep = separators_[s];
-      sep.rec.timed([&] { return sep.rec.ops->run(sep.rec.data, p_, rr.x, static_cast<int32_t>(s), pool); });
+      const SeparationPoint point{rr.x, rr.basis.get(), root_lo_, root_up_};
+      sep.rec.timed([&] { return sep.rec.ops->run(sep.rec.data, p_, point, static_cast<int32_t>(s), pool); });
     }
     std::vector<Cut> cuts = pool.select(per_round, 0.98);
     if (cuts.empty()) break;
@@ -525,6 +538,10 @@ std::shared_ptr<simplex::StartBasis> Job::root_cuts() {
     if (sep.rec.name == "KNAPSACK_COVER") {
       stats_.knapsack_cover_cuts += sep.found;
       stats_.knapsack_cover_time += sep.rec.total_time;
+    }
+    if (sep.rec.name == "GMI") {
+      stats_.gomory_cuts += sep.found;
+      stats_.gmi_time += sep.rec.total_time;
     }
   }
   stats_.cutgen_time = std::chrono::duration<double>(std::chrono::steady_clock::now() - t0).count();

@@ -19,7 +19,7 @@ struct MioOptions {
   int32_t branch_dir = 0;      // BRANCH_DIR_* value
   int64_t max_branches = -1, max_relaxs = -1, max_solutions = -1;  // negative: none
   int32_t max_root_cut_rounds = 100;
-  bool cut_knapsack_cover = true;
+  bool cut_knapsack_cover = true, cut_gmi = true;
   int32_t heuristic_level = -1;
   uint64_t seed = 42;
   double tol_rel_gap = 1e-4, tol_abs_gap = 0.0, rel_gap_const = 1e-10;
@@ -44,7 +44,8 @@ struct MioStats {
   int64_t simplex_iterations = 0, int_solutions = 0;
   bool construct_used = false;
   double construct_obj = 0.0;
-  double time = 0.0, root_time = 0.0, presolve_time = 0.0, cutgen_time = 0.0, knapsack_cover_time = 0.0;
+  double time = 0.0, root_time = 0.0, presolve_time = 0.0, cutgen_time = 0.0, knapsack_cover_time = 0.0,
+         gmi_time = 0.0;
   int32_t num_cuts = 0, gomory_cuts = 0, cmir_cuts = 0, clique_cuts = 0, implied_bound_cuts = 0,
           knapsack_cover_cuts = 0;
   bool rel_gap_met = false, abs_gap_met = false;

@@ -76,7 +76,8 @@ void cover_of_row(const Problem& p, int32_t i, double sign, double rhs, const st
   pool.add(std::move(cut), x);
 }
 
-int32_t knapsack_cover(void*, const Problem& p, const std::vector<double>& x, int32_t family, CutPool& pool) {
+int32_t knapsack_cover(void*, const Problem& p, const SeparationPoint& pt, int32_t family, CutPool& pool) {
+  const std::vector<double>& x = pt.x;
   const size_t before = pool.size();
   std::vector<Item> items;
   for (int32_t i = 0; i < p.m(); ++i) {
@@ -93,6 +94,7 @@ const SeparatorOps kKnapsackCoverOps = {nullptr, knapsack_cover};
 
 std::vector<Separator> make_separators(const SeparatorSwitches& s) {
   std::vector<Separator> v;
+  if (s.gmi) v.push_back(Separator{Record<SeparatorOps>("GMI", &kGmiOps, nullptr)});
   if (s.knapsack_cover) v.push_back(Separator{Record<SeparatorOps>("KNAPSACK_COVER", &kKnapsackCoverOps, nullptr)});
   return v;
 }

@@ -12,6 +12,7 @@
 #include "mio/job.h"
 #include "mio/node.h"
 #include "mio/pseudocost.h"
+#include "mio/relax.h"
 #include "mio/search.h"
 #include "mio/tree.h"
 
@@ -211,7 +212,7 @@ TEST(KnapsackCover, CutsOffNoFeasibleIntegerPoint) {
   std::uniform_int_distribution<int> coef(-9, 15);
   std::uniform_real_distribution<double> unit(0.0, 1.0);
   const double inf = std::numeric_limits<double>::infinity();
-  std::vector<Separator> seps = make_separators(SeparatorSwitches{true});
+  std::vector<Separator> seps = make_separators(SeparatorSwitches{true, false});
   ASSERT_EQ(seps.size(), 1u);
   EXPECT_EQ(seps[0].rec.name, "KNAPSACK_COVER");
   int checked = 0;
@@ -244,7 +245,7 @@ TEST(KnapsackCover, CutsOffNoFeasibleIntegerPoint) {
       std::vector<double> x(8);
       for (double& v : x) v = unit(rng);
       CutPool pool;
-      seps[0].rec.ops->run(seps[0].rec.data, p, x, 0, pool);
+      seps[0].rec.ops->run(seps[0].rec.data, p, SeparationPoint{x, nullptr, p.lp.col_lo, p.lp.col_up}, 0, pool);
       for (const Cut& c : pool.select(100, 1.0)) {
         for (const auto& f : feasible) {
           double act = 0.0;
@@ -257,6 +258,69 @@ TEST(KnapsackCover, CutsOffNoFeasibleIntegerPoint) {
     }
   }
   EXPECT_GT(checked, 50);
+}
+
+// Random small mixed-integer problems (5 integer columns in [0, 3] with negative lower
+// bounds for some, one continuous column, three rows of both senses): the Gomory cuts of
+// the optimal root basis hold at every feasible point of an enumeration over the integer
+// columns (the continuous column at its best value for each cut).
+TEST(GomoryCuts, CutOffNoFeasibleIntegerPoint) {
+  std::mt19937 rng(11);
+  std::uniform_int_distribution<int> coef(-5, 9);
+  const double inf = std::numeric_limits<double>::infinity();
+  std::vector<Separator> seps = make_separators(SeparatorSwitches{false, true});
+  ASSERT_EQ(seps.size(), 1u);
+  EXPECT_EQ(seps[0].rec.name, "GMI");
+  int checked = 0;
+  for (int trial = 0; trial < 80; ++trial) {
+    qubor::interior::LpProblem lp;
+    lp.num_row = 3;
+    lp.num_col = 6;
+    lp.col_ptr.push_back(0);
+    for (int j = 0; j < 6; ++j) {
+      for (int i = 0; i < 3; ++i) {
+        lp.row_idx.push_back(i);
+        lp.values.push_back(coef(rng) + (j == 5 ? 0.5 : 0.0));
+      }
+      lp.col_ptr.push_back(static_cast<int64_t>(lp.row_idx.size()));
+      lp.c.push_back(-coef(rng) - 0.25 * j);
+    }
+    lp.col_lo = {0, 0, -1, 0, -2, 0};
+    lp.col_up = {3, 3, 2, 3, 1, 4};
+    lp.row_lo = {-inf, static_cast<double>(coef(rng)) - 6.0, -inf};
+    lp.row_up = {static_cast<double>(coef(rng) + 8) + 0.5, inf, static_cast<double>(coef(rng) + 12)};
+    Problem p;
+    ASSERT_TRUE(make_problem(std::move(lp), {1, 1, 1, 1, 1, 0}, p));
+    Relaxation relax(p, qubor::simplex::SimplexOptions{});
+    RelaxResult rr;
+    relax.solve(p.lp.col_lo, p.lp.col_up, nullptr, rr);
+    if (rr.status != qubor::simplex::Status::kOptimal) continue;
+    CutPool pool;
+    seps[0].rec.ops->run(seps[0].rec.data, p, SeparationPoint{rr.x, rr.basis.get(), p.lp.col_lo, p.lp.col_up}, 0,
+                         pool);
+    const std::vector<Cut> cuts = pool.select(100, 1.0);
+    // Enumerate the integer columns; the continuous one on a fine grid.
+    std::vector<double> x(6);
+    for (int code = 0; code < 4 * 4 * 4 * 4 * 4; ++code) {
+      int c = code;
+      for (int j = 0; j < 5; ++j) {
+        x[static_cast<size_t>(j)] = p.lp.col_lo[static_cast<size_t>(j)] + c % 4;
+        c /= 4;
+      }
+      if (x[2] > 2 || x[4] > 1) continue;
+      for (int g = 0; g <= 400; ++g) {
+        x[5] = 0.01 * g;
+        if (violation(p, x.data()).row > 1e-12) continue;
+        for (const Cut& cut : cuts) {
+          double act = 0.0;
+          for (size_t k = 0; k < cut.idx.size(); ++k) act += cut.val[k] * x[static_cast<size_t>(cut.idx[k])];
+          EXPECT_GE(act, cut.lo - 1e-6 * (1.0 + std::fabs(cut.lo))) << "trial " << trial;
+          ++checked;
+        }
+      }
+    }
+  }
+  EXPECT_GT(checked, 100);
 }
 
 TEST(LogFormats, GapAndObjectiveColumns) {
