@@ -33,7 +33,7 @@ bool trivial(void*, Job& job) {
   return found;
 }
 
-// Dives from the node: fixes the least fractional integer column to its nearest integer
+// Dives from the node: bounds the least fractional integer column by its nearest integer
 // (the other way when propagation refutes that), propagates, and solves the relaxation
 // again, until it is integral, infeasible, or cut off.
 bool dive_min_fractional(void*, Job& job) {
@@ -64,7 +64,8 @@ bool dive_min_fractional(void*, Job& job) {
     bool ok = false;
     for (double value : {target, other}) {
       std::vector<double> tlo = lo, tup = up;
-      tlo[bs] = tup[bs] = value;
+      // A general integer is only bounded on the side of the rounding; a binary is fixed.
+      if (value >= x[bs]) tlo[bs] = value; else tup[bs] = value;
       seeds[0] = best;
       if (value < lo[bs] || value > up[bs] || !job.propagator().propagate(tlo, tup, &seeds)) continue;
       for (int32_t j = 0; j < n; ++j)
