@@ -58,7 +58,6 @@ std::vector<Cut> CutPool::select(size_t max_cuts, double max_parallelism) {
 }
 
 void append_rows(Problem& p, const std::vector<Cut>& cuts) {
-  if (cuts.empty()) return;
   interior::LpProblem& lp = p.lp;
   const int32_t n = lp.num_col, m0 = lp.num_row;
   // Rebuild the column copy with the new rows' entries appended to each column.

@@ -61,7 +61,8 @@ struct SeparatorSwitches {
 extern const SeparatorOps kGmiOps;
 std::vector<Separator> make_separators(const SeparatorSwitches& s);
 
-// Appends rows to the problem (both copies of A, and the row bounds).
+// Appends rows to the problem (both copies of A, and the row bounds); the row copy is
+// rebuilt also when there are none.
 void append_rows(Problem& p, const std::vector<Cut>& cuts);
 
 }  // namespace qubor::mio

@@ -509,10 +509,15 @@ std::shared_ptr<simplex::StartBasis> Job::root_cuts() {
   double last_obj = -kInf;
   const int32_t rounds = std::min(o_.max_root_cut_rounds, 20);
   const size_t per_round = static_cast<size_t>(std::clamp(p_.n() / 4, 10, 200));
+  const int32_t m0 = p_.m();
+  const interior::LpProblem base = p_.lp;
+  std::vector<Cut> added;
+  bool solved = false;  // rr solves the problem with every added cut
   for (int32_t round = 0; round < rounds && !out_of_time() && !user_stop_; ++round) {
     lp_.set_max_time(remaining_time());
     lp_.solve(root_lo_, root_up_, basis.get(), rr);
-    if (rr.status != simplex::Status::kOptimal) break;
+    solved = rr.status == simplex::Status::kOptimal;
+    if (!solved) break;
     basis = rr.basis;
     // Stop when a round no longer moves the bound.
     if (round > 0 && rr.obj - last_obj <= 1e-4 * std::max(1.0, std::fabs(rr.obj))) break;
@@ -525,14 +530,42 @@ std::shared_ptr<simplex::StartBasis> Job::root_cuts() {
     }
     std::vector<Cut> cuts = pool.select(per_round, 0.98);
     if (cuts.empty()) break;
-    for (const Cut& c : cuts) ++separators_[static_cast<size_t>(c.family)].found;
     append_rows(p_, cuts);
     prop_.refresh();
     lp_.refresh();
+    for (Cut& c : cuts) added.push_back(std::move(c));
+    solved = false;
     // The new rows' slacks join the basis.
     basis = std::make_shared<simplex::StartBasis>(*basis);
     basis->skc.resize(static_cast<size_t>(p_.m()), QBR_SK_BAS);
   }
+  if (!solved && !added.empty() && basis && !out_of_time() && !user_stop_) {
+    lp_.set_max_time(remaining_time());
+    lp_.solve(root_lo_, root_up_, basis.get(), rr);
+    solved = rr.status == simplex::Status::kOptimal;
+  }
+  // Cuts that the last root relaxation does not hold tight only slow the nodes down.
+  if (solved && !added.empty()) {
+    std::vector<Cut> kept;
+    auto kept_basis = std::make_shared<simplex::StartBasis>(*rr.basis);
+    kept_basis->skc.resize(static_cast<size_t>(m0));
+    for (size_t r = 0; r < added.size(); ++r) {
+      const Cut& c = added[r];
+      double act = 0.0;
+      for (size_t k = 0; k < c.idx.size(); ++k) act += c.val[k] * rr.x[static_cast<size_t>(c.idx[k])];
+      const double slack = std::min(act - c.lo, c.up - act);
+      if (slack > 1e-6 * (1.0 + std::fabs(std::isfinite(c.lo) ? c.lo : c.up))) continue;
+      kept_basis->skc.push_back(rr.basis->skc[static_cast<size_t>(m0) + r]);
+      kept.push_back(c);
+    }
+    p_.lp = base;
+    append_rows(p_, kept);
+    prop_.refresh();
+    lp_.refresh();
+    added = std::move(kept);
+    basis = kept_basis;
+  }
+  for (const Cut& c : added) ++separators_[static_cast<size_t>(c.family)].found;
   for (const Separator& sep : separators_) {
     stats_.num_cuts += sep.found;
     if (sep.rec.name == "KNAPSACK_COVER") {
