@@ -7,6 +7,7 @@
 
 #include "driver/conic_handover.h"
 #include "driver/lp_handover.h"
+#include "driver/mio_handover.h"
 #include "driver/quadratic.h"
 #include "driver/simplex_handover.h"
 #include "task/problem_ops.h"
@@ -69,7 +70,9 @@ QBRrescode unavailable(Task& t, const char* what, int32_t optimizer) {
 
 QBRrescode mixed_integer_path(Task& t, int32_t optimizer) {
   if (t.problem.num_barvar > 0) return QBR_REPORT(t, QBR_RES_ERR_GLOBAL_INV_CONIC_PROBLEM);
-  return unavailable(t, "mixed-integer optimizer", optimizer);
+  if (task::problem_type(t.problem) != QBR_PROBTYPE_LO)
+    return unavailable(t, "mixed-integer optimizer for quadratic and conic problems", optimizer);
+  return run_mixed_integer(t);
 }
 
 QBRrescode continuous_dispatch(Task& t, int32_t optimizer) {

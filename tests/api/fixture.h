@@ -46,6 +46,17 @@ class TaskTest : public ::testing::Test {
     QBR_getprosta(task, QBR_SOL_ITR, &s);
     return s;
   }
+  // Information items of the task.
+  QBRint32t iinf(QBRint32t which) {
+    QBRint32t v = -1;
+    QBR_getintinf(task, which, &v);
+    return v;
+  }
+  QBRrealt dinf(QBRint32t which) {
+    QBRrealt v = -1;
+    QBR_getdouinf(task, which, &v);
+    return v;
+  }
   QBRrescode last_code() {
     QBRrescode code = -1;
     QBR_getlasterror(task, &code, 0, nullptr, nullptr);

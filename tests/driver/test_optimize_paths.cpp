@@ -32,16 +32,6 @@ class DriverTest : public TaskTest {
     QBR_putconbound(task, 1, QBR_BK_UP, -QBR_INFINITY, 6.0);
   }
   qubor::task::Task& internal() { return *task->impl; }
-  QBRint32t iinf(QBRint32t which) {
-    QBRint32t v = -1;
-    QBR_getintinf(task, which, &v);
-    return v;
-  }
-  QBRrealt dinf(QBRint32t which) {
-    QBRrealt v = -1;
-    QBR_getdouinf(task, which, &v);
-    return v;
-  }
   Captured log;
 };
 
@@ -133,7 +123,6 @@ TEST_F(DriverTest, ConicTaskAndIntegerVariables) {
 TEST_F(DriverTest, IgnoredIntegersSolveTheRelaxation) {
   load_small_lp();
   QBR_putvartype(task, 1, QBR_VAR_TYPE_INT);
-  EXPECT_EQ(QBR_optimize(task), QBR_RES_ERR_INV_OPTIMIZER);  // mixed-integer path
   QBR_putintparam(task, QBR_IPAR_MIO_MODE, QBR_MIO_MODE_IGNORED);
   ASSERT_EQ(QBR_optimize(task), QBR_RES_OK);
   QBRbooleant itr = 0, itg = 1;
@@ -141,6 +130,11 @@ TEST_F(DriverTest, IgnoredIntegersSolveTheRelaxation) {
   QBR_solutiondef(task, QBR_SOL_ITG, &itg);
   EXPECT_EQ(itr, 1);
   EXPECT_EQ(itg, 0);
+  // Satisfied integrality takes the mixed-integer path.
+  QBR_putintparam(task, QBR_IPAR_MIO_MODE, QBR_MIO_MODE_SATISFIED);
+  ASSERT_EQ(QBR_optimize(task), QBR_RES_OK);
+  QBR_solutiondef(task, QBR_SOL_ITG, &itg);
+  EXPECT_EQ(itg, 1);
 }
 
 TEST_F(DriverTest, TerminationCodesOfBothEntryPoints) {
