@@ -11,7 +11,11 @@ extern "C" int LLVMFuzzerTestOneInput(const unsigned char* data, size_t size) {
   QBRtask_t task = nullptr;
   if (!env || QBR_maketask(env, 0, 0, &task) != QBR_RES_OK) return 0;
   QBR_putintparam(task, QBR_IPAR_LOG, 0);
-  if (QBR_readopfstring(task, text.c_str()) == QBR_RES_OK && QBR_writedata(task, out.c_str()) == QBR_RES_OK) {
+  // A file may switch the problem off for writing; the solutions it holds could then not be
+  // read back, so the problem is always written here.
+  if (QBR_readopfstring(task, text.c_str()) == QBR_RES_OK &&
+      QBR_putintparam(task, QBR_IPAR_OPF_WRITE_PROBLEM, 1) == QBR_RES_OK &&
+      QBR_writedata(task, out.c_str()) == QBR_RES_OK) {
     const std::string first = fuzz_read_file(out);
     QBRtask_t back = nullptr;
     if (QBR_maketask(env, 0, 0, &back) == QBR_RES_OK) {

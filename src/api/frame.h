@@ -16,7 +16,6 @@
 
 #include <cstdint>
 #include <new>
-#include <source_location>
 
 #include "platform/memory.h"
 #include "qubor.h"
@@ -39,13 +38,15 @@ inline Task* task_of(QBRtask_t h) {
   return (h && h->validity == QBRtask_s::kAlive) ? h->impl : nullptr;
 }
 
+// `file` and `line` default to the exported function's own place (the builtins take the
+// caller's position in a default argument, with every compiler the project builds with).
 template <class F>
 QBRrescode task_frame(QBRtask_t h, F&& body,
-                      std::source_location loc = std::source_location::current()) {
+                      const char* file = __builtin_FILE(), int line = __builtin_LINE()) {
   if (!h) return QBR_RES_ERR_NULL_TASK;
   if (h->validity != QBRtask_s::kAlive || !h->impl) return QBR_RES_ERR_INVALID_TASK;
   Task& t = *h->impl;
-  platform::SourceScope scope(loc.file_name(), static_cast<int>(loc.line()));
+  platform::SourceScope scope(file, line);
   try {
     return body(t);
   } catch (const std::bad_alloc&) {
@@ -60,9 +61,9 @@ QBRrescode report_env(Env& env, QBRrescode code, std::initializer_list<task::Msg
 
 template <class F>
 QBRrescode env_frame(QBRenv_t env, F&& body,
-                     std::source_location loc = std::source_location::current()) {
+                     const char* file = __builtin_FILE(), int line = __builtin_LINE()) {
   if (!env) return QBR_RES_ERR_NULL_ENV;
-  platform::SourceScope scope(loc.file_name(), static_cast<int>(loc.line()));
+  platform::SourceScope scope(file, line);
   try {
     return body(*env);
   } catch (const std::bad_alloc&) {

@@ -132,6 +132,36 @@ TEST_F(Frame, RereadingKeepsTheMatrixStorageAtTheProblemsSize) {
   EXPECT_LE(room, 2 * nz);
 }
 
+// The symmetric-matrix store belongs to the problem: reading again, in any format, starts
+// with an empty store instead of adding to the old matrices. A matrix the caller appended
+// is gone after a read too.
+TEST_F(Frame, RereadingStartsAnEmptyMatrixStore) {
+  const std::string cbf = std::string(QUBOR_DATA_DIR) + "/cblib/2x3_3bars.cbf.gz";
+  ASSERT_EQ(QBR_readdata(task, cbf.c_str()), QBR_RES_OK);
+  QBRint64t once = 0, now = 0;
+  QBR_getnumsymmat(task, &once);
+  ASSERT_GT(once, 0);
+  for (const char* name : {"s.task", "s.jtask", "s.cbf", "s.ptf"}) {
+    const std::string p = temp_path(name);
+    ASSERT_EQ(QBR_writedata(task, p.c_str()), QBR_RES_OK) << name;
+    const std::string text = read_text(p);
+    for (int k = 0; k < 3; ++k) {
+      ASSERT_EQ(name[2] == 'p' ? QBR_readptfstring(task, text.c_str()) : QBR_readdata(task, p.c_str()), QBR_RES_OK)
+          << name;
+      QBR_getnumsymmat(task, &now);
+      EXPECT_EQ(now, once) << name;
+    }
+  }
+  const QBRint32t i[] = {0};
+  const double v[] = {1.0};
+  QBRint64t idx = 0;
+  ASSERT_EQ(QBR_appendsparsesymmat(task, 1, 1, i, i, v, &idx), QBR_RES_OK);
+  const std::string mps = write_text("plain.mps", kSmall);
+  ASSERT_EQ(QBR_readdata(task, mps.c_str()), QBR_RES_OK);
+  QBR_getnumsymmat(task, &now);
+  EXPECT_EQ(now, 0);
+}
+
 TEST_F(Frame, ReadInformationAndSummary) {
   const std::string path = write_text("info.mps", kSmall);
   ASSERT_EQ(QBR_readdata(task, path.c_str()), QBR_RES_OK);
